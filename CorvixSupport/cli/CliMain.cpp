@@ -1,0 +1,55 @@
+#include "CliMain.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <string>
+
+#include "CliCommands.h"
+#include "CliContext.h"
+#include "VeskPlatform.h"
+
+#ifndef CORVIX_VERSION
+#define CORVIX_VERSION "0.0.0"
+#endif
+
+int corvixCliMain(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
+                  std::istream& in, bool interactive) {
+    CliContext context{out, err, in, interactive};
+
+    CLI::App app{"Corvix Pro support tool: support packages, maintenance and 3D renderers.",
+                 "corvix-support"};
+    app.require_subcommand(0, 1);
+    app.set_version_flag("--version", std::string("corvix-support ") + CORVIX_VERSION);
+
+    // Applied while parsing, before any verb's callback runs.
+    app.add_option_function<std::string>(
+           "--root", [](const std::string& dir) { vesk_setMachineRoot(dir); },
+           "Machine root: read and write every machine-wide path below DIR "
+           "(overrides CORVIX_ROOT)")
+        ->type_name("DIR");
+
+    registerCliCommands(app, context);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        out << app.help();
+        return kCliSuccess;
+    } catch (const CLI::CallForAllHelp&) {
+        out << app.help("", CLI::AppFormatMode::All);
+        return kCliSuccess;
+    } catch (const CLI::CallForVersion&) {
+        out << app.version() << "\n";
+        return kCliSuccess;
+    } catch (const CLI::ParseError& e) {
+        err << "corvix-support: " << e.what() << "\n"
+            << "Run 'corvix-support --help' for the commands and options.\n";
+        return kCliUsage;
+    }
+    // Subcommand callbacks run inside parse(); with none chosen, show what there is.
+    if (app.get_subcommands().empty()) {
+        out << app.help();
+    }
+    return context.exitCode;
+}

@@ -1,0 +1,249 @@
+// Linux implementation of the platform seam.
+#include "VeskPlatform.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <mutex>
+
+namespace {
+
+std::mutex& rootMutex() {
+    static std::mutex m;
+    return m;
+}
+
+std::string& explicitRoot() {
+    static std::string root;
+    return root;
+}
+
+std::string stripTrailingSlashes(std::string s) {
+    while (!s.empty() && s.back() == '/') {
+        s.pop_back();
+    }
+    return s;
+}
+
+std::string envValue(const char* name) {
+    const char* v = getenv(name);
+    return v ? std::string(v) : std::string();
+}
+
+bool isDirectory(const std::string& path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// Creates every missing component of an absolute path; true when the folder exists afterwards.
+bool makeFolders(const std::string& path) {
+    if (isDirectory(path)) {
+        return true;
+    }
+    for (size_t pos = 1; pos <= path.size(); ++pos) {
+        if (pos == path.size() || path[pos] == '/') {
+            std::string part = path.substr(0, pos);
+            if (mkdir(part.c_str(), 0777) != 0 && errno != EEXIST) {
+                return false;
+            }
+        }
+    }
+    return isDirectory(path);
+}
+
+// Reads KEY=value lines of a shell-style file (os-release, user-dirs.dirs); quotes are removed.
+bool readAssignment(const std::string& file, const std::string& key, std::string* value) {
+    std::ifstream in(file);
+    if (!in) {
+        return false;
+    }
+    std::string line;
+    bool found = false;
+    while (std::getline(in, line)) {
+        size_t start = line.find_first_not_of(" \t");
+        if (start == std::string::npos || line[start] == '#') {
+            continue;
+        }
+        if (line.compare(start, key.size(), key) != 0 || line.size() <= start + key.size() ||
+            line[start + key.size()] != '=') {
+            continue;
+        }
+        std::string v = line.substr(start + key.size() + 1);
+        while (!v.empty() && (v.back() == ' ' || v.back() == '\t' || v.back() == '\r')) {
+            v.pop_back();
+        }
+        if (v.size() >= 2 && (v.front() == '"' || v.front() == '\'') && v.back() == v.front()) {
+            v = v.substr(1, v.size() - 2);
+        }
+        *value = v;  // the last assignment wins, as in a shell
+        found = true;
+    }
+    return found;
+}
+
+}  // namespace
+
+// ---- machine root ---------------------------------------------------------------------------
+
+void vesk_setMachineRoot(const std::string& root) {
+    std::lock_guard<std::mutex> lock(rootMutex());
+    explicitRoot() = stripTrailingSlashes(root);
+}
+
+std::string vesk_machineRoot() {
+    {
+        std::lock_guard<std::mutex> lock(rootMutex());
+        if (!explicitRoot().empty()) {
+            return explicitRoot();
+        }
+    }
+    return stripTrailingSlashes(envValue("CORVIX_ROOT"));
+}
+
+std::string vesk_machinePath(const std::string& designedPath) {
+    if (designedPath.empty() || designedPath[0] != '/') {
+        return designedPath;
+    }
+    std::string root = vesk_machineRoot();
+    return root.empty() ? designedPath : root + designedPath;
+}
+
+// ---- per-user folders -----------------------------------------------------------------------
+
+bool vesk_homeFolder(std::string* out) {
+    std::string home = envValue("HOME");
+    if (!home.empty()) {
+        *out = home;
+        return true;
+    }
+    struct passwd pwd;
+    struct passwd* result = nullptr;
+    char buffer[4096];
+    if (getpwuid_r(getuid(), &pwd, buffer, sizeof buffer, &result) == 0 && result &&
+        result->pw_dir && result->pw_dir[0]) {
+        *out = result->pw_dir;
+        return true;
+    }
+    return false;
+}
+
+bool vesk_preferencesFolder(std::string* out) {
+    std::string folder = envValue("XDG_CONFIG_HOME");
+    if (folder.empty() || folder[0] != '/') {
+        std::string home = envValue("HOME");
+        if (home.empty()) {
+            return false;
+        }
+        folder = stripTrailingSlashes(home) + "/.config";
+    }
+    folder = stripTrailingSlashes(folder);
+    if (folder.empty() || !makeFolders(folder)) {
+        return false;
+    }
+    *out = folder;
+    return true;
+}
+
+bool vesk_desktopFolder(std::string* out) {
+    std::string home;
+    if (!vesk_homeFolder(&home)) {
+        return false;
+    }
+    home = stripTrailingSlashes(home);
+    std::string config = envValue("XDG_CONFIG_HOME");
+    if (config.empty() || config[0] != '/') {
+        config = home + "/.config";
+    }
+    std::string value;
+    if (readAssignment(config + "/user-dirs.dirs", "XDG_DESKTOP_DIR", &value)) {
+        if (value.compare(0, 6, "$HOME/") == 0 && value.size() > 6) {
+            *out = home + value.substr(5);
+            return true;
+        }
+        if (!value.empty() && value[0] == '/') {
+            *out = value;
+            return true;
+        }
+    }
+    *out = home + "/Desktop";
+    return true;
+}
+
+std::string vesk_temporaryFolder() { return "/tmp"; }
+
+// ---- system facts ---------------------------------------------------------------------------
+
+const char* vesk_platformName() { return "Linux"; }
+
+bool vesk_osVersionInfo(std::string* version, std::string* build) {
+    std::string file = vesk_machinePath("/etc/os-release");
+    if (access(file.c_str(), R_OK) != 0) {
+        file = vesk_machinePath("/usr/lib/os-release");
+        if (access(file.c_str(), R_OK) != 0) {
+            return false;
+        }
+    }
+    std::string value;
+    if (readAssignment(file, "VERSION_ID", &value)) {
+        *version = value;
+    }
+    if (readAssignment(file, "BUILD_ID", &value)) {
+        *build = value;
+        return true;
+    }
+    std::ifstream debian(vesk_machinePath("/etc/debian_version"));
+    std::string line;
+    if (debian && std::getline(debian, line) && !line.empty()) {
+        *build = line;
+        return true;
+    }
+    struct utsname names;
+    if (uname(&names) == 0) {
+        *build = names.release;
+    }
+    return true;
+}
+
+bool vesk_localeIdentifier(std::string* out) {
+    std::string value;
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        value = envValue(name);
+        if (!value.empty()) {
+            break;
+        }
+    }
+    value = value.substr(0, value.find_first_of(".@"));
+    if (value.empty() || value == "C" || value == "POSIX") {
+        return false;
+    }
+    *out = value;
+    return true;
+}
+
+bool vesk_processorCount(int* out) {
+    long n = sysconf(_SC_NPROCESSORS_ONLN);
+    if (n <= 0) {
+        return false;
+    }
+    *out = static_cast<int>(n);
+    return true;
+}
+
+bool vesk_memorySize(uint64_t* out) {
+    long pages = sysconf(_SC_PHYS_PAGES);
+    long pageSize = sysconf(_SC_PAGESIZE);
+    if (pages <= 0 || pageSize <= 0) {
+        return false;
+    }
+    *out = static_cast<uint64_t>(pages) * static_cast<uint64_t>(pageSize);
+    return true;
+}
+
+int vesk_currentThreadNumber() { return static_cast<int>(gettid()); }

@@ -1,0 +1,152 @@
+#include "TestEnvironment.h"
+
+#include <ftw.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "VeskPlatform.h"
+
+namespace corvix_test {
+
+ScopedEnv::~ScopedEnv() {
+    for (const auto& [name, value] : _saved) {
+        if (value) {
+            setenv(name.c_str(), value->c_str(), 1);
+        } else {
+            unsetenv(name.c_str());
+        }
+    }
+}
+
+void ScopedEnv::set(const std::string& name, const std::optional<std::string>& value) {
+    if (_saved.find(name) == _saved.end()) {
+        const char* old = getenv(name.c_str());
+        _saved[name] = old ? std::optional<std::string>(old) : std::nullopt;
+    }
+    if (value) {
+        setenv(name.c_str(), value->c_str(), 1);
+    } else {
+        unsetenv(name.c_str());
+    }
+}
+
+TempDir::TempDir() {
+    const char* base = getenv("TMPDIR");
+    std::string pattern = std::string(base && *base ? base : "/tmp") + "/corvix-test-XXXXXX";
+    std::vector<char> buffer(pattern.begin(), pattern.end());
+    buffer.push_back('\0');
+    if (!mkdtemp(buffer.data())) {
+        ADD_FAILURE() << "mkdtemp failed: " << strerror(errno);
+    }
+    _path = buffer.data();
+}
+
+TempDir::~TempDir() {
+    if (_path.empty()) {
+        return;
+    }
+    // Make every folder writable first, so that tests of unwritable folders clean up too.
+    nftw(
+        _path.c_str(),
+        [](const char* p, const struct stat* st, int type, struct FTW*) {
+            if (type == FTW_D || type == FTW_DNR) {
+                chmod(p, (st->st_mode & 07777) | 0700);
+            }
+            return 0;
+        },
+        32, FTW_PHYS);
+    nftw(
+        _path.c_str(),
+        [](const char* p, const struct stat*, int, struct FTW*) { return remove(p) == 0 ? 0 : 0; },
+        32, FTW_DEPTH | FTW_PHYS);
+}
+
+void SandboxTest::SetUp() {
+    vesk_setMachineRoot("");
+    makeDirs(root());
+    makeDirs(home());
+    _env.set("CORVIX_ROOT", root());
+    _env.set("HOME", home());
+    _env.set("XDG_CONFIG_HOME", home() + "/.config");
+}
+
+void SandboxTest::TearDown() { vesk_setMachineRoot(""); }
+
+void makeDirs(const std::string& path) {
+    for (size_t pos = 1; pos <= path.size(); ++pos) {
+        if (pos == path.size() || path[pos] == '/') {
+            std::string part = path.substr(0, pos);
+            if (mkdir(part.c_str(), 0777) != 0 && errno != EEXIST) {
+                ADD_FAILURE() << "mkdir " << part << ": " << strerror(errno);
+                return;
+            }
+        }
+    }
+}
+
+void writeFile(const std::string& path, const std::string& contents) {
+    size_t slash = path.rfind('/');
+    if (slash != std::string::npos && slash > 0) {
+        makeDirs(path.substr(0, slash));
+    }
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (!out) {
+        ADD_FAILURE() << "cannot write " << path;
+        return;
+    }
+    out << contents;
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        ADD_FAILURE() << "cannot read " << path;
+        return std::string();
+    }
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+bool exists(const std::string& path) {
+    struct stat st;
+    return lstat(path.c_str(), &st) == 0;
+}
+
+std::vector<std::string> readLines(const std::string& path) {
+    std::vector<std::string> lines;
+    std::ifstream in(path, std::ios::binary);
+    std::string line;
+    while (std::getline(in, line)) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+int runCommand(const std::string& command, std::string* output) {
+    FILE* p = popen(command.c_str(), "r");
+    if (!p) {
+        return -1;
+    }
+    std::string text;
+    char buffer[4096];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, p)) > 0) {
+        text.append(buffer, n);
+    }
+    int status = pclose(p);
+    if (output) {
+        *output = text;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+}  // namespace corvix_test

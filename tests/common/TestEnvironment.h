@@ -1,0 +1,73 @@
+// Shared test fixtures: every test that touches the file system runs inside a fresh temporary
+// folder that serves as machine root, HOME and XDG_CONFIG_HOME, so nothing outside it is touched
+// and test binaries may run side by side.
+#ifndef CORVIX_TESTS_TESTENVIRONMENT_H
+#define CORVIX_TESTS_TESTENVIRONMENT_H
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace corvix_test {
+
+// Sets (or, with nullopt, unsets) environment variables and restores them on destruction.
+class ScopedEnv {
+public:
+    ScopedEnv() = default;
+    ~ScopedEnv();
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+    void set(const std::string& name, const std::optional<std::string>& value);
+
+private:
+    std::map<std::string, std::optional<std::string>> _saved;
+};
+
+// A temporary folder removed (recursively, without following links) on destruction.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::string& path() const { return _path; }
+    std::string operator/(const std::string& relative) const { return _path + "/" + relative; }
+
+private:
+    std::string _path;
+};
+
+// Fixture: <tmp>/root is the machine root (CORVIX_ROOT), <tmp>/home is HOME, and
+// <tmp>/home/.config is XDG_CONFIG_HOME. Any explicit machine root is cleared.
+class SandboxTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    std::string root() const { return _tmp / "root"; }
+    std::string home() const { return _tmp / "home"; }
+    std::string tmp(const std::string& relative = "") const {
+        return relative.empty() ? _tmp.path() : _tmp / relative;
+    }
+
+    TempDir _tmp;
+    ScopedEnv _env;
+};
+
+// File helpers for fixtures. All abort the test (via ADD_FAILURE) on I/O errors.
+void makeDirs(const std::string& path);
+void writeFile(const std::string& path, const std::string& contents);
+std::string readFile(const std::string& path);
+bool exists(const std::string& path);
+std::vector<std::string> readLines(const std::string& path);
+// Runs a shell command line; returns its exit status and fills output with standard output.
+int runCommand(const std::string& command, std::string* output = nullptr);
+
+}  // namespace corvix_test
+
+#endif
