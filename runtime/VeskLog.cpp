@@ -60,20 +60,20 @@ void writeLine(const char* tag, const char* format, va_list args) {
 
 }  // namespace
 
-#define VESK_WRITER(function, gate, tag)         \
-    void function(const char* format, ...) {     \
-        if (!(gate)) {                           \
-            return;                              \
-        }                                        \
-        va_list args;                            \
-        va_start(args, format);                  \
-        writeLine(tag, format, args);            \
-        va_end(args);                            \
+#define VESK_WRITER(function, gate, tag)     \
+    void function(const char* format, ...) { \
+        if (!(gate)) {                       \
+            return;                          \
+        }                                    \
+        va_list args;                        \
+        va_start(args, format);              \
+        writeLine(tag, format, args);        \
+        va_end(args);                        \
     }
 
-VESK_WRITER(vesk_logDev, VeskLoggingInitialized && VeskLoggingEnabled && VeskDevLoggingEnabled,
+VESK_WRITER(vesk_logDev, VeskLoggingInitialized&& VeskLoggingEnabled&& VeskDevLoggingEnabled,
             "DEV\t")
-VESK_WRITER(vesk_log, VeskLoggingInitialized && VeskLoggingEnabled, "")
+VESK_WRITER(vesk_log, VeskLoggingInitialized&& VeskLoggingEnabled, "")
 VESK_WRITER(vesk_logWarning, VeskLoggingInitialized, "WARNING\t")
 VESK_WRITER(vesk_logToDo, VeskLoggingInitialized, "TO DO:\t")
 VESK_WRITER(vesk_logError, VeskLoggingInitialized, "ERROR\t")
@@ -106,15 +106,25 @@ void cleanupVeskLogging() {
     }
 }
 
-int getLogFilePath(char* buffer, int size) { return snprintf(buffer, size, "%s", veskLogFile); }
+int getLogFilePath(char* buffer, int size) {
+    return snprintf(buffer, size, "%s", veskLogFile);
+}
 
-void setLoggingEnabled(bool enabled) { VeskLoggingEnabled = enabled; }
+void setLoggingEnabled(bool enabled) {
+    VeskLoggingEnabled = enabled;
+}
 
-bool isDevLoggingEnabled() { return VeskDevLoggingEnabled; }
+bool isDevLoggingEnabled() {
+    return VeskDevLoggingEnabled;
+}
 
-void setDevLoggingEnabled(bool enabled) { VeskDevLoggingEnabled = enabled; }
+void setDevLoggingEnabled(bool enabled) {
+    VeskDevLoggingEnabled = enabled;
+}
 
-void setThreadLoggingEnabled(bool enabled) { VeskThreadLoggingEnabled = enabled; }
+void setThreadLoggingEnabled(bool enabled) {
+    VeskThreadLoggingEnabled = enabled;
+}
 
 void rollVeskLogFile() {
     if (!VeskLoggingInitialized) {
@@ -163,7 +173,9 @@ int createDirectoryForPlatform(const char* path, int* error) {
     return 0;
 }
 
-int getCurrentThread() { return vesk_currentThreadNumber(); }
+int getCurrentThread() {
+    return vesk_currentThreadNumber();
+}
 
 void initVeskTime() {
     if (!timeMutex) {

@@ -176,11 +176,15 @@ bool vesk_desktopFolder(std::string* out) {
     return true;
 }
 
-std::string vesk_temporaryFolder() { return "/tmp"; }
+std::string vesk_temporaryFolder() {
+    return "/tmp";
+}
 
 // ---- system facts ---------------------------------------------------------------------------
 
-const char* vesk_platformName() { return "Linux"; }
+const char* vesk_platformName() {
+    return "Linux";
+}
 
 bool vesk_osVersionInfo(std::string* version, std::string* build) {
     std::string file = vesk_machinePath("/etc/os-release");
@@ -246,4 +250,6 @@ bool vesk_memorySize(uint64_t* out) {
     return true;
 }
 
-int vesk_currentThreadNumber() { return static_cast<int>(gettid()); }
+int vesk_currentThreadNumber() {
+    return static_cast<int>(gettid());
+}

@@ -55,8 +55,14 @@ const char* VeskStringMap::get(const char* key) {
     return nullptr;
 }
 
-void VeskStringMap::lockMap() { _mutex->lock(); }
+void VeskStringMap::lockMap() {
+    _mutex->lock();
+}
 
-void VeskStringMap::unlockMap() { _mutex->unlock(); }
+void VeskStringMap::unlockMap() {
+    _mutex->unlock();
+}
 
-VeskStringMapEntry* VeskStringMap::getHead() { return _head; }
+VeskStringMapEntry* VeskStringMap::getHead() {
+    return _head;
+}

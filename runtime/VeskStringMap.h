@@ -9,7 +9,7 @@
 class Vesk_Mutex;
 
 class VeskStringMapEntry {
-public:
+  public:
     VeskStringMapEntry(const char* key, const char* value);
     // Frees key and value and destroys every following entry: deleting the head frees the list.
     ~VeskStringMapEntry();
@@ -23,7 +23,7 @@ public:
 };
 
 class VeskStringMap {
-public:
+  public:
     VeskStringMap();
     virtual ~VeskStringMap();
 
@@ -40,7 +40,7 @@ public:
     void unlockMap();
     VeskStringMapEntry* getHead();
 
-private:
+  private:
     Vesk_Mutex* _mutex;
     VeskStringMapEntry* _head;
 };

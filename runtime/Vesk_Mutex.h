@@ -9,7 +9,7 @@
 #include <pthread.h>
 
 class Vesk_Mutex {
-public:
+  public:
     Vesk_Mutex();
     virtual ~Vesk_Mutex();
 
@@ -20,13 +20,13 @@ public:
     int unlock();
     pthread_mutex_t* gethandle();
 
-private:
+  private:
     pthread_mutex_t _mutex;
 };
 
 // Holds a Vesk_Mutex for one scope; a null mutex is not locked.
 class Vesk_MutexLocker {
-public:
+  public:
     explicit Vesk_MutexLocker(Vesk_Mutex* mutex) : _mutex(mutex) {
         if (_mutex) {
             _mutex->lock();
@@ -40,7 +40,7 @@ public:
     Vesk_MutexLocker(const Vesk_MutexLocker&) = delete;
     Vesk_MutexLocker& operator=(const Vesk_MutexLocker&) = delete;
 
-private:
+  private:
     Vesk_Mutex* _mutex;
 };
 

@@ -13,7 +13,7 @@
 #include <pthread.h>
 
 class Vesk_Runnable {
-public:
+  public:
     virtual ~Vesk_Runnable() {}
     // The thread's work.
     virtual void run() = 0;
@@ -24,7 +24,7 @@ public:
 };
 
 class Vesk_Thread {
-public:
+  public:
     explicit Vesk_Thread(Vesk_Runnable* runnable);
     // Forgets handle and runnable; neither joins nor kills the thread.
     virtual ~Vesk_Thread();
@@ -45,7 +45,7 @@ public:
     void waitForCompletion();
     int isRunning();
 
-protected:
+  protected:
     // Protected so that a subclass may extend the thread (tests drop the runnable to reach the
     // kill path of stop()).
     pthread_t _handle;

@@ -78,7 +78,9 @@ void SandboxTest::SetUp() {
     _env.set("XDG_CONFIG_HOME", home() + "/.config");
 }
 
-void SandboxTest::TearDown() { vesk_setMachineRoot(""); }
+void SandboxTest::TearDown() {
+    vesk_setMachineRoot("");
+}
 
 void makeDirs(const std::string& path) {
     for (size_t pos = 1; pos <= path.size(); ++pos) {

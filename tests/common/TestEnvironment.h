@@ -15,7 +15,7 @@ namespace corvix_test {
 
 // Sets (or, with nullopt, unsets) environment variables and restores them on destruction.
 class ScopedEnv {
-public:
+  public:
     ScopedEnv() = default;
     ~ScopedEnv();
     ScopedEnv(const ScopedEnv&) = delete;
@@ -23,13 +23,13 @@ public:
 
     void set(const std::string& name, const std::optional<std::string>& value);
 
-private:
+  private:
     std::map<std::string, std::optional<std::string>> _saved;
 };
 
 // A temporary folder removed (recursively, without following links) on destruction.
 class TempDir {
-public:
+  public:
     TempDir();
     ~TempDir();
     TempDir(const TempDir&) = delete;
@@ -38,14 +38,14 @@ public:
     const std::string& path() const { return _path; }
     std::string operator/(const std::string& relative) const { return _path + "/" + relative; }
 
-private:
+  private:
     std::string _path;
 };
 
 // Fixture: <tmp>/root is the machine root (CORVIX_ROOT), <tmp>/home is HOME, and
 // <tmp>/home/.config is XDG_CONFIG_HOME. Any explicit machine root is cleared.
 class SandboxTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override;
     void TearDown() override;
 
