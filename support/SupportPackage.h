@@ -1,0 +1,225 @@
+// SupportPackage: the staging area of a support package, and its manifest "package.xml".
+//
+// A package owns one folder (normally a fresh "/tmp/osp_XXXXXXX" made by createSupportPackage)
+// with the category folders "system", "application" and "user". Files are copied in singly or by
+// glob pattern, optionally into a feature subfolder of their category; the standard output of
+// shell commands is captured into files of the "system" category. Every file placed in a category
+// is recorded for the manifest. savePackage writes the manifest and zips the whole folder.
+//
+// Ownership: the package owns its four paths, its lock and its entry lists; it does not own the
+// package description record handed to setPackageInfo (except the one _genDummyPackInfo makes).
+// Destroying a package never removes its folder on disk.
+//
+// Threads: one thread fills a package. Only addOutputToSys is serialised (by the package's lock,
+// held from before the pipe is made until the child has been reaped), so captures on the same
+// package from several threads run one after the other.
+//
+// Failure: results are 1 / 0 (see each operation); the copy operations report 0 whatever
+// happened, as their callers never look. Diagnostics go to standard error, each beginning with a
+// newline, never to the product log. Exceptions are SupportPackageException only: a category or
+// feature folder that cannot be made, or a capture pipe that cannot be made. A failed fork ends
+// the program with status 1.
+//
+// Implementation: SupportPackage.cpp (folders and copying), SupportPackageCapture.cpp (command
+// capture) and PackageManifest.cpp (manifest).
+#ifndef CORVIX_SUPPORT_SUPPORTPACKAGE_H
+#define CORVIX_SUPPORT_SUPPORTPACKAGE_H
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "SupportPackageException.h"
+#include "Vesk_Thread.h"
+
+class Vesk_Mutex;
+
+// The category of a copied file. Any value above 3 counts as user.
+enum _sp_support_info_type : int {
+    SP_INFO_NONE = 0,         // target folder given by the caller; nothing is recorded
+    SP_INFO_APPLICATION = 1,  // application folder, "application" entries
+    SP_INFO_SYSTEM = 2,       // system folder, "system" entries
+    SP_INFO_USER = 3,         // user folder, "user" entries
+};
+
+// The package description written into the manifest. The caller owns the record and its texts;
+// a null text is written as "(null)", except the comment, which is then empty.
+struct _sp_package_info_struct {
+    int _version;           // manifest format version; below 1 is raised to 1 when written
+    char* _productName;     // <application>
+    char* _productVersion;  // <appversion>
+    char* _userName;        // <user>
+    char* _company;         // <company>
+    char* _license;         // <license>: a free text that the caller fills
+    char* _comment;         // <comment>, escaped by the manifest writer
+    char* _email;           // <email>
+    int _build;             // <build>
+    int _timestamp;         // <timestamp>, seconds since 1970
+};
+
+class SupportPackage : public Vesk_Runnable {
+  public:
+    // Default limit of one captured command's run time, in seconds.
+    static const int kDefaultCommandTimeout = 120;
+
+    // Makes a fresh temporary folder with its "system", "user" and "application" subfolders and
+    // returns a new package over it (owned flag set); the caller deletes it. Throws when the
+    // folder or its "system" subfolder cannot be made; returns null (after a diagnostic) when
+    // "user" or "application" cannot. Folders already made are left in place on failure.
+    static SupportPackage* createSupportPackage();
+
+    // A package over the folder contents (copied). The category paths are root + "/application",
+    // root + "/system" and root + "//user" (the doubled slash is harmless to the file system and
+    // is kept: the user path has always been formed this way); all are null for a null contents
+    // path. owned is stored and not consulted.
+    SupportPackage(const char* contents, bool owned);
+    // Frees the paths and the lock and closes any open stream; leaves the folder on disk.
+    ~SupportPackage() override;
+    SupportPackage(const SupportPackage&) = delete;
+    SupportPackage& operator=(const SupportPackage&) = delete;
+
+    // Makes "<temporary folder>/osp_" + 7 random characters (mode 0700) and copies its path into
+    // buffer with strncpy semantics (at most length bytes). 0 for a null buffer or when the folder
+    // cannot be made, else 1.
+    static int createTempDirectory(char* buffer, unsigned long length);
+
+    // The user's Desktop folder into buffer (cut to length - 1 bytes and terminated); 1 on
+    // success, 0 for a null or empty buffer or when there is no home folder. Not created.
+    static int getPathToDesktop(char* buffer, unsigned long length);
+
+    // Copies source into target (feature subfolder made with mode 0777 when a feature is given;
+    // throws if it cannot be made) under its base name, and records the entry
+    // "<category>[/<feature>]/<base name>" when the copy succeeded and type is not SP_INFO_NONE.
+    // A source without '/' has no base name: it is copied as "(null)" and not recorded. Always
+    // returns 0.
+    int addFileToDir(const char* source, const char* target, _sp_support_info_type type,
+                     const char* feature);
+    int addFileToApp(const char* source, const char* feature);
+    int addFileToSys(const char* source, const char* feature);
+    int addFileToUsr(const char* source, const char* feature);
+    // Does nothing; 0.
+    int addFileToLogs(const char* source, const char* feature);
+
+    // addFileToDir for every match of the glob pattern (tilde expanded, sorted). recursive is
+    // accepted and ignored: folders cannot be copied and are skipped. Returns glob's result when
+    // nothing matched (GLOB_NOMATCH), else 0.
+    int addFilesToDir(const char* pattern, const char* target, bool recursive,
+                      _sp_support_info_type type, const char* feature);
+    int addFilesToApp(const char* pattern, bool recursive, const char* feature);
+    int addFilesToSys(const char* pattern, bool recursive, const char* feature);
+    int addFilesToUsr(const char* pattern, bool recursive, const char* feature);
+
+    // Copies a regular file in 1024-byte blocks; 1 on success. 0 when the source is not a regular
+    // file (FIFOs, sockets and devices are refused without blocking), when either file cannot be
+    // opened, or when not every byte could be written (the partial destination is left in place).
+    static int copyFile(const char* source, const char* destination);
+
+    // Deletes the tree at path without following symbolic links (a link is removed, not its
+    // target) and returns the number of non-folder entries it tried to remove. Folders whose name
+    // begins with '.' are neither entered nor removed, so a folder holding one stays. The path
+    // itself is removed last, also when it could not be opened as a folder (a plain file).
+    static int killDirectory(const char* path);
+
+    // Runs command with "/bin/sh -c" and the empty environment, in its own process group, and
+    // stores its standard output as system/<fileName> ("wt", or "at" when append is set; only a
+    // "wt" capture records the manifest entry). Standard error is not captured. A command still
+    // running after the command timeout gets SIGTERM, then SIGKILL, for its whole group; what it
+    // wrote is kept. Returns when the child has been reaped. Does nothing for a null argument.
+    // Throws when the pipe cannot be made; the lock then stays held, so the package takes no
+    // further captures.
+    void addOutputToSys(const char* command, const char* fileName, bool append);
+
+    // Limit of one captured command's run time in seconds; 0 or less: no limit.
+    void setCommandTimeout(int seconds) { _commandTimeout = seconds; }
+    int commandTimeout() const { return _commandTimeout; }
+
+    // Vesk_Runnable. run() is the capture loop of addOutputToSys, called on the capturing thread:
+    // it copies the child's output into the capture file (if open) until the output ends, then
+    // reaps the child and closes the capture file. stop() does nothing.
+    void run() override;
+    void stop() override {}
+    const char* name() override { return "SupportPackage"; }
+
+    // Reads the next piece of the child's output (a line, or a part of one up to count - 1 bytes)
+    // into buffer; 1 when something was read, 0 at the end of the output, whereupon the stream is
+    // closed. Also 0 when no child output is open.
+    int getInputFromChild(char* buffer, int count);
+
+    const char* getPathToContents() const { return _contentsPath; }
+    const char* getPathToSys() const { return _systemPath; }
+    const char* getPathToApp() const { return _applicationPath; }
+    const char* getPathToUsr() const { return _userPath; }
+
+    // Stores the record (not owned) that savePackage describes the package with.
+    void setPackageInfo(_sp_package_info_struct* info) { _packageInfo = info; }
+
+    // Writes contents/package.xml and zips the contents folder (entries relative to it) to
+    // archivePath. 0 without package info, path, or when the manifest cannot be written (no
+    // archive is made then); else 1. The folder is left on disk.
+    int savePackage(const char* archivePath);
+
+    // Reading a saved package back is not supported; 0.
+    int loadSupportPackage(const char* path);
+
+    // Development aid: gives the package a sample record that it owns, unless it already has one.
+    void _genDummyPackInfo();
+
+    // ---- manifest (PackageManifest.cpp) ----
+
+    // Writes the manifest of info and the recorded entries to path; raises info's version to 1
+    // when below. 1 on success, 0 (with a diagnostic) for a null argument or an unopenable file.
+    int writePackageInfo(_sp_package_info_struct* info, const char* path);
+
+    // Writes one manifest section named element listing entries; nothing if an argument is null.
+    static void addAttachments(FILE* stream, const char* element,
+                               std::vector<std::string>* entries);
+
+    // Records system/<fileName> for a file written into the system folder by other means.
+    void addFileToSysManifest(const char* fileName);
+
+    // Escapes input for the manifest into output, which must hold limit bytes: newline becomes
+    // "<br />", tab and carriage return are dropped, " & < > become entities, and
+    // ! # $ % * + , - / : ; = ? @ { | } ~ become "&#<code>;". At most limit input characters are
+    // read; the output is cut before an escape that would not fit in limit bytes with its NUL. A
+    // null input gives the empty text.
+    static void urlEncodeString(char* input, char* output, unsigned long limit);
+
+    // The entry lists, in the order entries were recorded.
+    const std::vector<std::string>& systemEntries() const { return _systemEntries; }
+    const std::vector<std::string>& applicationEntries() const { return _applicationEntries; }
+    const std::vector<std::string>& userEntries() const { return _userEntries; }
+
+  private:
+    // urlEncodeString with the output's capacity apart from the input limit.
+    static void encodeInto(const char* input, char* output, unsigned long limit,
+                           unsigned long capacity);
+
+    // Capture helpers (SupportPackageCapture.cpp): wait until the child's output is readable or
+    // the command's time is up; end the child's group step by step; reap the child.
+    bool waitForChildOutput();
+    bool endChildGroup();
+    void reapChild();
+
+    FILE* _commandStream;  // pclose-d at destruction if set; nothing sets it
+    FILE* _childOutput;    // read end of the running command's pipe
+    FILE* _captureFile;    // receives the running command's output
+    char* _contentsPath;
+    char* _applicationPath;
+    char* _systemPath;
+    char* _userPath;
+    bool _owned;
+    _sp_package_info_struct* _packageInfo;
+    Vesk_Mutex* _lock;
+    std::vector<std::string> _systemEntries;
+    std::vector<std::string> _applicationEntries;
+    std::vector<std::string> _userEntries;
+    std::vector<std::string> _attachmentEntries;  // nothing fills it
+    int _childPid;
+
+    int _commandTimeout;
+    long long _captureDeadline;           // monotonic milliseconds; meaningful while a child runs
+    int _captureStage;                    // 0 running, 1 terminated, 2 killed, 3 given up
+    _sp_package_info_struct* _dummyInfo;  // owned; made by _genDummyPackInfo
+};
+
+#endif

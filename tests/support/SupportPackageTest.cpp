@@ -1,0 +1,242 @@
+#include "SupportPackage.h"
+
+#include <glob.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <memory>
+
+#include "TestEnvironment.h"
+
+using namespace corvix_test;
+
+namespace {
+
+// A package over a staging folder inside the sandbox, so nothing lands in /tmp.
+class SupportPackageTest : public SandboxTest {
+  protected:
+    void SetUp() override {
+        SandboxTest::SetUp();
+        _stage = tmp("stage");
+        for (const char* category : {"system", "application", "user"}) {
+            makeDirs(_stage + "/" + category);
+        }
+        _package = std::make_unique<SupportPackage>(_stage.c_str(), true);
+    }
+
+    double secondsFor(const char* command, const char* file) {
+        auto start = std::chrono::steady_clock::now();
+        _package->addOutputToSys(command, file, false);
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    }
+
+    std::string _stage;
+    std::unique_ptr<SupportPackage> _package;
+};
+
+using Entries = std::vector<std::string>;
+
+// True when process pid ends (is gone, or a zombie waiting for its new parent) within a second:
+// its output closes a moment before it has finished exiting.
+bool processGone(const std::string& pid) {
+    for (int i = 0; i < 100; ++i) {
+        std::ifstream stat("/proc/" + pid + "/stat");
+        std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+        size_t close = text.rfind(')');
+        if (text.empty() || (close != std::string::npos && text.compare(close, 4, ") Z ") == 0)) {
+            return true;
+        }
+        usleep(10000);
+    }
+    return false;
+}
+
+}  // namespace
+
+TEST_F(SupportPackageTest, CreatesTemporaryPackageWithCategoryFolders) {
+    std::unique_ptr<SupportPackage> package(SupportPackage::createSupportPackage());
+    ASSERT_TRUE(package);
+    std::string root = package->getPathToContents();
+    EXPECT_EQ(root.size(), strlen("/tmp/osp_XXXXXXX"));
+    EXPECT_EQ(root.compare(0, 9, "/tmp/osp_"), 0);
+    EXPECT_EQ(package->getPathToSys(), root + "/system");
+    EXPECT_EQ(package->getPathToApp(), root + "/application");
+    EXPECT_EQ(package->getPathToUsr(), root + "//user");
+    for (const char* category : {"/system", "/application", "/user"}) {
+        struct stat info;
+        EXPECT_TRUE(stat((root + category).c_str(), &info) == 0 && S_ISDIR(info.st_mode));
+    }
+    EXPECT_EQ(SupportPackage::killDirectory(root.c_str()), 0);
+    EXPECT_FALSE(exists(root));
+
+    SupportPackage none(nullptr, false);
+    EXPECT_EQ(none.getPathToUsr(), nullptr);
+    EXPECT_EQ(SupportPackage::createTempDirectory(nullptr, 10), 0);
+}
+
+TEST_F(SupportPackageTest, CopiesFilesIntoCategoriesAndFeatureFolders) {
+    writeFile(tmp("src/system.log"), "log text\n");
+    EXPECT_EQ(_package->addFileToSys(tmp("src/system.log").c_str(), nullptr), 0);
+    EXPECT_EQ(_package->addFileToSys(tmp("src/system.log").c_str(), "AE_65"), 0);
+    EXPECT_EQ(_package->addFileToUsr(tmp("src/system.log").c_str(), nullptr), 0);
+    EXPECT_EQ(_package->addFileToApp(tmp("src/missing.log").c_str(), "V1"), 0);
+    EXPECT_EQ(readFile(_stage + "/system/system.log"), "log text\n");
+    EXPECT_EQ(readFile(_stage + "/system/AE_65/system.log"), "log text\n");
+    EXPECT_EQ(readFile(_stage + "/user/system.log"), "log text\n");
+    EXPECT_EQ(_package->systemEntries(), (Entries{"system/system.log", "system/AE_65/system.log"}));
+    EXPECT_EQ(_package->userEntries(), Entries{"user/system.log"});
+    // The feature folder is made even when the copy then fails; nothing is recorded.
+    EXPECT_TRUE(exists(_stage + "/application/V1"));
+    EXPECT_TRUE(_package->applicationEntries().empty());
+
+    // A feature folder that cannot be made is an error.
+    writeFile(_stage + "/system/blocked", "");
+    EXPECT_THROW(_package->addFileToSys(tmp("src/system.log").c_str(), "blocked"),
+                 SupportPackageException);
+}
+
+TEST_F(SupportPackageTest, GlobCopiesRegularFilesSortedAndSkipsSpecialFiles) {
+    writeFile(home() + "/prefs/b.txt", "b");
+    writeFile(home() + "/prefs/a.txt", "a");
+    makeDirs(home() + "/prefs/folder.txt");
+    ASSERT_EQ(mkfifo((home() + "/prefs/fifo.txt").c_str(), 0666), 0);
+    int sock = socket(AF_UNIX, SOCK_STREAM, 0);
+    struct sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::string sockPath = home() + "/prefs/sock.txt";
+    ASSERT_LT(sockPath.size(), sizeof address.sun_path);
+    strcpy(address.sun_path, sockPath.c_str());
+    ASSERT_EQ(bind(sock, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+
+    alarm(20);  // a copy that blocks on the FIFO ends the test binary instead of hanging it
+    EXPECT_EQ(_package->addFilesToApp("~/prefs/*.txt", true, "AE7"), 0);
+    alarm(0);
+    close(sock);
+    EXPECT_EQ(_package->applicationEntries(),
+              (Entries{"application/AE7/a.txt", "application/AE7/b.txt"}));
+    EXPECT_EQ(readFile(_stage + "/application/AE7/b.txt"), "b");
+    EXPECT_FALSE(exists(_stage + "/application/AE7/fifo.txt"));
+
+    EXPECT_EQ(_package->addFilesToSys("~/nothing/*", false, nullptr), GLOB_NOMATCH);
+    EXPECT_TRUE(_package->systemEntries().empty());
+}
+
+TEST_F(SupportPackageTest, CopyFileIsExactAndReportsShortWrites) {
+    std::string data;
+    for (int i = 0; i < 3000; ++i) {
+        data += static_cast<char>(i * 7);
+    }
+    writeFile(tmp("in.bin"), data);
+    EXPECT_EQ(SupportPackage::copyFile(tmp("in.bin").c_str(), tmp("out.bin").c_str()), 1);
+    EXPECT_EQ(readFile(tmp("out.bin")), data);
+    EXPECT_EQ(SupportPackage::copyFile(tmp("in.bin").c_str(), "/dev/full"), 0);
+    EXPECT_EQ(SupportPackage::copyFile(tmp("in.bin").c_str(), tmp("no/dir/out").c_str()), 0);
+    EXPECT_EQ(SupportPackage::copyFile(tmp().c_str(), tmp("dir.copy").c_str()), 0);
+}
+
+TEST_F(SupportPackageTest, KillDirectoryStaysInsideTheTreeAndKeepsHiddenFolders) {
+    writeFile(tmp("outside/sentinel"), "keep");
+    writeFile(tmp("tree/a"), "");
+    writeFile(tmp("tree/.hiddenfile"), "");
+    writeFile(tmp("tree/sub/b"), "");
+    ASSERT_EQ(symlink(tmp("outside").c_str(), tmp("tree/sub/link").c_str()), 0);
+    EXPECT_EQ(SupportPackage::killDirectory((tmp("tree") + "/").c_str()), 4);
+    EXPECT_FALSE(exists(tmp("tree")));
+    EXPECT_EQ(readFile(tmp("outside/sentinel")), "keep");
+
+    writeFile(tmp("kept/.git/config"), "");
+    writeFile(tmp("kept/x"), "");
+    EXPECT_EQ(SupportPackage::killDirectory(tmp("kept").c_str()), 1);
+    EXPECT_TRUE(exists(tmp("kept/.git/config")));
+    EXPECT_FALSE(exists(tmp("kept/x")));
+
+    writeFile(tmp("plain"), "");
+    EXPECT_EQ(SupportPackage::killDirectory(tmp("plain").c_str()), 0);
+    EXPECT_FALSE(exists(tmp("plain")));
+    EXPECT_EQ(SupportPackage::killDirectory(""), 0);
+}
+
+TEST_F(SupportPackageTest, CapturesStandardOutputWithEmptyEnvironment) {
+    ScopedEnv env;
+    env.set("CORVIX_MARK", "visible");
+    _package->addOutputToSys("echo one; echo \"[$CORVIX_MARK]\"", "x.txt", false);
+    _package->addOutputToSys("/usr/bin/printf 'two'", "x.txt", true);
+    _package->addOutputToSys("echo only-error >&2", "err.txt", false);
+    _package->addOutputToSys("/usr/bin/head -c 3000 /dev/zero | /usr/bin/tr '\\0' y", "long.txt",
+                             false);
+    EXPECT_EQ(readFile(_stage + "/system/x.txt"), "one\n[]\ntwo");
+    EXPECT_EQ(readFile(_stage + "/system/err.txt"), "");
+    EXPECT_EQ(readFile(_stage + "/system/long.txt"), std::string(3000, 'y'));
+    EXPECT_EQ(_package->systemEntries(),
+              (Entries{"system/x.txt", "system/err.txt", "system/long.txt"}));
+}
+
+TEST_F(SupportPackageTest, CaptureWithoutFileStillDrainsAndReapsTheChild) {
+    SupportPackage orphan(tmp("nowhere").c_str(), false);
+    orphan.addOutputToSys("/usr/bin/head -c 300000 /dev/zero", "big.txt", false);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+    EXPECT_EQ(orphan.systemEntries(), Entries{"system/big.txt"});
+}
+
+TEST_F(SupportPackageTest, TimeoutEndsHungCommandsAndKeepsTheirOutput) {
+    _package->setCommandTimeout(1);
+    EXPECT_LT(secondsFor("echo before; /bin/sleep 1000", "hung.txt"), 1.9);
+    EXPECT_EQ(readFile(_stage + "/system/hung.txt"), "before\n");
+
+    // A command that ignores SIGTERM is killed after the grace period.
+    double stubborn = secondsFor("trap '' TERM; echo x; /bin/sleep 1000", "stubborn.txt");
+    EXPECT_GT(stubborn, 2.5);
+    EXPECT_LT(stubborn, 6.0);
+    EXPECT_EQ(readFile(_stage + "/system/stubborn.txt"), "x\n");
+
+    // A background child that holds the output open is ended with its group.
+    _package->addOutputToSys("/bin/sleep 1000 & echo $!", "background.txt", false);
+    std::string pid = readFile(_stage + "/system/background.txt");
+    ASSERT_FALSE(pid.empty());
+    pid.pop_back();
+    EXPECT_TRUE(processGone(pid)) << pid;
+
+    _package->addOutputToSys("echo after", "after.txt", false);
+    EXPECT_EQ(readFile(_stage + "/system/after.txt"), "after\n");
+}
+
+TEST_F(SupportPackageTest, SavedArchiveHoldsManifestAndCategoriesAtTopLevel) {
+    std::string archive = tmp("CorvixSupport.zip");
+    EXPECT_EQ(_package->savePackage(archive.c_str()), 0);
+    EXPECT_FALSE(exists(archive));
+
+    writeFile(tmp("src/report.txt"), "report");
+    _package->addFileToSys(tmp("src/report.txt").c_str(), nullptr);
+    _package->addFileToApp(tmp("src/report.txt").c_str(), "V2");
+    _package->addFileToUsr(tmp("src/report.txt").c_str(), nullptr);
+    _sp_package_info_struct info = {};
+    _package->setPackageInfo(&info);
+    EXPECT_EQ(_package->savePackage(nullptr), 0);
+    ASSERT_EQ(_package->savePackage(archive.c_str()), 1);
+    EXPECT_TRUE(exists(_stage + "/package.xml"));
+
+    std::string listing;
+    ASSERT_EQ(runCommand("unzip -Z1 '" + archive + "' | sort", &listing), 0);
+    EXPECT_EQ(listing,
+              "application/V2/report.txt\npackage.xml\nsystem/report.txt\nuser/report.txt\n");
+    EXPECT_EQ(runCommand("unzip -tq '" + archive + "' >/dev/null"), 0);
+}
+
+TEST_F(SupportPackageTest, DesktopFollowsUserDirsAndIsCut) {
+    char buffer[1025] = {0};
+    ASSERT_EQ(SupportPackage::getPathToDesktop(buffer, 1024), 1);
+    EXPECT_EQ(std::string(buffer), home() + "/Desktop");
+    writeFile(home() + "/.config/user-dirs.dirs", "XDG_DESKTOP_DIR=\"$HOME/Schreibtisch\"\n");
+    ASSERT_EQ(SupportPackage::getPathToDesktop(buffer, 1024), 1);
+    EXPECT_EQ(std::string(buffer), home() + "/Schreibtisch");
+    char small[5];
+    ASSERT_EQ(SupportPackage::getPathToDesktop(small, sizeof small), 1);
+    EXPECT_EQ(std::string(small), home().substr(0, 4));
+}
