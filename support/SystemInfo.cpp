@@ -42,7 +42,9 @@ SystemInfo::~SystemInfo() {
     }
 }
 
-const char* SystemInfo::getPlatform() { return vesk_platformName(); }
+const char* SystemInfo::getPlatform() {
+    return vesk_platformName();
+}
 
 void SystemInfo::loadVersionInfo() {
     delete[] _osVersion;
@@ -98,9 +100,13 @@ int SystemInfo::getUserLanguage(char* buf, unsigned long len) {
     return 1;
 }
 
-bool SystemInfo::queryProcessorCount(int* count) { return vesk_processorCount(count); }
+bool SystemInfo::queryProcessorCount(int* count) {
+    return vesk_processorCount(count);
+}
 
-bool SystemInfo::queryMemorySize(uint64_t* bytes) { return vesk_memorySize(bytes); }
+bool SystemInfo::queryMemorySize(uint64_t* bytes) {
+    return vesk_memorySize(bytes);
+}
 
 int32_t SystemInfo::getNumberOfProcessors() {
     int count = 0;

@@ -15,7 +15,7 @@
 #include <cstdint>
 
 class SystemInfo {
-public:
+  public:
     // The single instance, created on first call. Deleting it frees both buffers and clears the
     // class-wide pointer, so a later call makes a fresh instance.
     static SystemInfo* instance();
@@ -51,7 +51,7 @@ public:
     // cannot be opened. Values are not escaped.
     int outputToXML(const char* path);
 
-protected:
+  protected:
     // Protected so that tests may derive and replace the two sources below; production code uses
     // instance().
     SystemInfo();
@@ -61,7 +61,7 @@ protected:
     virtual bool queryProcessorCount(int* count);
     virtual bool queryMemorySize(uint64_t* bytes);
 
-private:
+  private:
     void loadVersionInfo();
 
     char* _osVersion;  // 1024 bytes, allocated (and cleared) on first use

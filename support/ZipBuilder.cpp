@@ -15,7 +15,9 @@ namespace {
 const size_t kPathBufferSize = 1025;  // the shared path buffers: cleared, filled to 1024 bytes
 const size_t kReadBlockSize = 1024;   // the design's read block
 
-zipFile handle(void* p) { return static_cast<zipFile>(p); }
+zipFile handle(void* p) {
+    return static_cast<zipFile>(p);
+}
 
 // True when the directory entry is a folder. readdir's type is the design's test; file systems
 // that do not fill it in (DT_UNKNOWN) are asked with lstat, so that no link is followed.
@@ -39,7 +41,9 @@ ZipBuilder::ZipBuilder(const char* path, bool append) : _zipFile(nullptr) {
     }
 }
 
-ZipBuilder::~ZipBuilder() { closeFile(); }
+ZipBuilder::~ZipBuilder() {
+    closeFile();
+}
 
 void ZipBuilder::closeFile() {
     if (_zipFile != nullptr) {

@@ -14,7 +14,7 @@
 struct tm_zip_s;  // minizip's date record (<minizip/zip.h>)
 
 class ZipBuilder {
-public:
+  public:
     // Opens the archive at path: a new file, or with append set, an archive added after the
     // file's existing content. A null path opens nothing.
     ZipBuilder(const char* path, bool append);
@@ -46,7 +46,7 @@ public:
     // examined, else 0 (the fields then hold time 0).
     static int getFileTime(const char* path, tm_zip_s* date, unsigned long* dosDate);
 
-private:
+  private:
     void* _zipFile;  // minizip's zipFile handle; null when no archive is open
 };
 
