@@ -142,7 +142,8 @@ class SupportPackage : public Vesk_Runnable {
 
     // Reads the next piece of the child's output (a line, or a part of one up to count - 1 bytes)
     // into buffer; 1 when something was read, 0 at the end of the output, whereupon the stream is
-    // closed. Also 0 when no child output is open.
+    // closed. Also 0, closing nothing, when no child output is open or the buffer holds under 2
+    // bytes.
     int getInputFromChild(char* buffer, int count);
 
     const char* getPathToContents() const { return _contentsPath; }
