@@ -4,6 +4,9 @@
 
 #include "CliContext.h"
 
-void registerCliCommands(CLI::App& /*app*/, CliContext& /*context*/) {
-    // Verbs are added here as they land: package, clean, sweep, logging, renderers.
+void registerCliCommands(CLI::App& app, CliContext& context) {
+    registerPackageCommand(app, context);
+    registerCleanCommand(app, context);
+    registerSweepCommand(app, context);
+    registerLoggingCommand(app, context);
 }

@@ -11,4 +11,13 @@ struct CliContext;
 
 void registerCliCommands(CLI::App& app, CliContext& context);
 
+// corvix-support package: collect, describe and save a support package (CliPackageCommand.cpp).
+void registerPackageCommand(CLI::App& app, CliContext& context);
+// corvix-support clean: reset product state (CliCleanCommand.cpp).
+void registerCleanCommand(CLI::App& app, CliContext& context);
+// corvix-support sweep: remove per-project settings files in a tree (CliSweepCommand.cpp).
+void registerSweepCommand(CLI::App& app, CliContext& context);
+// corvix-support logging: read or set the product's logging level (CliLoggingCommand.cpp).
+void registerLoggingCommand(CLI::App& app, CliContext& context);
+
 #endif
