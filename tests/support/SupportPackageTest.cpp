@@ -11,6 +11,7 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
+#include <thread>
 
 #include "TestEnvironment.h"
 
@@ -175,6 +176,15 @@ TEST_F(SupportPackageTest, CapturesStandardOutputWithEmptyEnvironment) {
     EXPECT_EQ(readFile(_stage + "/system/long.txt"), std::string(3000, 'y'));
     EXPECT_EQ(_package->systemEntries(),
               (Entries{"system/x.txt", "system/err.txt", "system/long.txt"}));
+}
+
+TEST_F(SupportPackageTest, CapturesFromTwoThreadsRunOneAfterTheOther) {
+    std::string command =
+        "echo start >> '" + tmp("order") + "'; /bin/sleep 0.3; echo end >> '" + tmp("order") + "'";
+    std::thread other([&] { _package->addOutputToSys(command.c_str(), "a.txt", false); });
+    _package->addOutputToSys(command.c_str(), "b.txt", false);
+    other.join();
+    EXPECT_EQ(readFile(tmp("order")), "start\nend\nstart\nend\n");
 }
 
 TEST_F(SupportPackageTest, CaptureWithoutFileStillDrainsAndReapsTheChild) {
