@@ -1,0 +1,168 @@
+// The Maintenance view's logic: the dialogs and their order, the tasks and their order under an
+// error, and the logging level in the two user configuration files.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "MaintenanceDialogs.h"
+#include "MaintenanceTasks.h"
+#include "TestEnvironment.h"
+#include "VeskConfig.h"
+
+using corvix_test::exists;
+using corvix_test::makeDirs;
+using corvix_test::SandboxTest;
+using corvix_test::writeFile;
+
+namespace {
+
+class ScriptedDialogs : public MaintenanceDialogs {
+  public:
+    void showAlert(Alert alert, const char* title, const char* message) override {
+        shown.push_back(std::to_string(alert) + " " + title + " | " + message);
+    }
+    bool confirmReset(const char* title, const char* message, const char* defaultButton,
+                      const char* otherButton) override {
+        shown.push_back(std::string("? ") + title + " | " + message + " | " + defaultButton +
+                        " | " + otherButton);
+        return answerYes;
+    }
+    std::vector<std::string> shown;
+    bool answerYes = true;
+};
+
+const std::string kQuestion =
+    "? Are you sure you want to reset your settings | These changes are irreversible and will "
+    "remove all settings and history. | No | Yes";
+const std::string kCompleted =
+    std::to_string(MaintenanceDialogs::kMaintenanceCompleted) +
+    " Maintenace tasks completed. | The maintenance tasks that you have selected have been "
+    "succesfully executed.";
+
+class MaintenanceTasksTest : public SandboxTest {
+  protected:
+    std::string userFolder() const { return home() + "/.config/Orvanta/Corvix/"; }
+    std::string product(const std::string& item) const {
+        return root() + "/Library/Application Support/Orvanta Software/CorvixPro2/" + item;
+    }
+    void makeState() {
+        makeDirs(product("RenderQueue"));
+        writeFile(product("RenderQueue/RQ.txt"), "q");
+        makeDirs(product("Cache"));
+        writeFile(product("Cache/frame"), "f");
+        writeFile(product("Config.txt"), "c");
+        writeFile(product("FrameCache.cpr"), "r");
+        makeDirs(userFolder());
+        writeFile(userFolder() + "corvix.log", "l");
+        writeFile(userFolder() + "CorvixPro2.cfg", "x");
+    }
+    void writeLogging(const char* fileName, const char* logging, const char* dev) {
+        VeskConfig config("/", fileName);
+        config.setValue("corvix.logging", logging);
+        config.setValue("corvix.dev.logging", dev);
+        config.writeToDisk();
+    }
+    std::string value(const char* fileName, const char* key) {
+        VeskConfig config("/", fileName);
+        char buffer[1024] = {0};
+        config.getValue(key, buffer);
+        return buffer;
+    }
+    ScriptedDialogs _dialogs;
+};
+
+TEST_F(MaintenanceTasksTest, NothingSelectedOrDeclinedDeletesNothing) {
+    makeState();
+    MaintenanceReport report = MaintenanceTasks::execute(MaintenanceSelection{}, _dialogs);
+    EXPECT_FALSE(report.ran);
+    EXPECT_EQ(std::vector<std::string>{std::to_string(MaintenanceDialogs::kNoTasksSelected) +
+                                       " No maintenance tasks have been selected. | Please "
+                                       "check off some maintenance tasks to perform and try "
+                                       "again."},
+              _dialogs.shown);
+
+    _dialogs.shown.clear();
+    _dialogs.answerYes = false;
+    report = MaintenanceTasks::execute(MaintenanceSelection{true, true, true, true}, _dialogs);
+    EXPECT_FALSE(report.ran);
+    EXPECT_EQ(std::vector<std::string>{kQuestion}, _dialogs.shown);
+    for (const char* item : {"RenderQueue/RQ.txt", "Cache/frame", "Config.txt", "FrameCache.cpr"}) {
+        EXPECT_TRUE(exists(product(item))) << item;
+    }
+    EXPECT_TRUE(exists(userFolder() + "corvix.log"));
+}
+
+TEST_F(MaintenanceTasksTest, AllTasksRunAndReportTheirCounts) {
+    makeState();
+    testing::internal::CaptureStderr();
+    MaintenanceReport report =
+        MaintenanceTasks::execute(MaintenanceSelection{true, true, true, true}, _dialogs);
+    testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(report.ran);
+    EXPECT_FALSE(report.failed);
+    EXPECT_EQ(1, report.renderQueueFiles.value_or(-1));
+    EXPECT_EQ(1, report.logFiles.value_or(-1));
+    EXPECT_EQ(1, report.configFiles.value_or(-1));
+    EXPECT_EQ(1, report.cacheFiles.value_or(-1));
+    EXPECT_EQ((std::vector<std::string>{kQuestion, kCompleted}), _dialogs.shown);
+    for (const char* item : {"RenderQueue", "Cache", "Config.txt", "FrameCache.cpr"}) {
+        EXPECT_FALSE(exists(product(item))) << item;
+    }
+}
+
+TEST_F(MaintenanceTasksTest, LogFailureSkipsLaterTasksAndStillCompletes) {
+    makeState();
+    std::string logFolder = userFolder();
+    logFolder.pop_back();
+    corvix_test::runCommand("rm -rf '" + logFolder + "'");
+    writeFile(logFolder, "not a folder");
+
+    MaintenanceReport report =
+        MaintenanceTasks::execute(MaintenanceSelection{true, true, true, true}, _dialogs);
+    EXPECT_TRUE(report.failed);
+    EXPECT_TRUE(report.renderQueueFiles.has_value());
+    EXPECT_FALSE(report.logFiles.has_value());
+    EXPECT_FALSE(report.configFiles.has_value());
+    std::string error = "Could not open \"" + userFolder() + "\" for directory listing.";
+    EXPECT_EQ(error, report.error);
+    EXPECT_EQ((std::vector<std::string>{kQuestion,
+                                        std::to_string(MaintenanceDialogs::kMaintenanceFailed) +
+                                            " Error performing maintenance. | " + error,
+                                        kCompleted}),
+              _dialogs.shown);
+    EXPECT_FALSE(exists(product("RenderQueue")));
+    for (const char* item : {"Cache/frame", "Config.txt", "FrameCache.cpr"}) {
+        EXPECT_TRUE(exists(product(item))) << item;
+    }
+}
+
+TEST_F(MaintenanceTasksTest, LoggingLevelIsReadFromBothFilesAndWrittenToTheSecond) {
+    EXPECT_EQ(kLoggingOff, MaintenanceTasks::readLoggingLevel());
+    EXPECT_TRUE(exists(userFolder() + "corvix.cfg"));
+    EXPECT_TRUE(exists(userFolder() + "CorvixPro2.cfg"));
+
+    MaintenanceTasks::writeLoggingLevel(kLoggingDeveloper, _dialogs);
+    EXPECT_EQ("1", value("CorvixPro2.cfg", "corvix.dev.logging"));
+    EXPECT_EQ("0", value("corvix.cfg", "corvix.logging"));
+    EXPECT_EQ(kLoggingDeveloper, MaintenanceTasks::readLoggingLevel());
+    EXPECT_EQ(std::vector<std::string>{std::to_string(MaintenanceDialogs::kRestartRequired) +
+                                       " Please restart After Effects for the setting to take "
+                                       "effect. | Your new logging level setting will be honored "
+                                       "after you restart After Effects."},
+              _dialogs.shown);
+
+    MaintenanceTasks::writeLoggingLevel(kLoggingOn, _dialogs);
+    EXPECT_EQ("1", value("CorvixPro2.cfg", "corvix.logging"));
+    EXPECT_EQ("0", value("CorvixPro2.cfg", "corvix.dev.logging"));
+    EXPECT_EQ(kLoggingOn, MaintenanceTasks::readLoggingLevel());
+
+    // The second file decides wherever it has a value.
+    writeLogging("corvix.cfg", "1", "1");
+    MaintenanceTasks::writeLoggingLevel(7, _dialogs);
+    EXPECT_EQ("0", value("CorvixPro2.cfg", "corvix.logging"));
+    EXPECT_EQ(kLoggingOff, MaintenanceTasks::readLoggingLevel());
+    EXPECT_EQ("1", value("corvix.cfg", "corvix.logging"));
+}
+
+}  // namespace
