@@ -1,7 +1,122 @@
+// corvix-support clean: reset the product's state, as the Maintenance view's execute button.
 #include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cctype>
+#include <iostream>
+#include <memory>
+#include <string>
 
 #include "CliCommands.h"
 #include "CliContext.h"
+#include "MaintenanceDialogs.h"
+#include "MaintenanceTasks.h"
 
-// The "clean" verb joins the command line with its core library.
-void registerCleanCommand(CLI::App& /*app*/, CliContext& /*context*/) {}
+namespace {
+
+struct CleanOptions {
+    MaintenanceSelection _selection;
+    bool _all = false;
+    bool _yes = false;
+};
+
+// The view's alerts as text. The question is answered by --yes or on the terminal; without
+// either the reset is refused, since nothing may be deleted unasked.
+class CliCleanDialogs : public MaintenanceDialogs {
+  public:
+    CliCleanDialogs(CliContext& context, bool assumeYes)
+        : _context(context), _assumeYes(assumeYes) {}
+
+    void showAlert(Alert alert, const char* title, const char* message) override {
+        switch (alert) {
+            case kNoTasksSelected:
+                _context.err << title << "\n"
+                             << "Choose at least one of --render-queue, --logs, --config, "
+                                "--cache or --all.\n";
+                break;
+            case kMaintenanceFailed:
+                _context.err << title << "\n" << message << "\n";
+                break;
+            default:
+                // The command prints what was deleted instead of the completion alert.
+                break;
+        }
+    }
+
+    bool confirmReset(const char* title, const char* message, const char* /*defaultButton*/,
+                      const char* /*otherButton*/) override {
+        if (_assumeYes) {
+            return true;
+        }
+        if (!_context.interactive) {
+            _context.err << "Standard input is not a terminal: nothing was deleted. Pass --yes "
+                            "to reset without the question.\n";
+            return false;
+        }
+        _context.out << message << "\n" << title << " [y/N] " << std::flush;
+        std::string answer;
+        std::getline(_context.in, answer);
+        answer.erase(std::remove_if(answer.begin(), answer.end(),
+                                    [](unsigned char c) { return std::isspace(c); }),
+                     answer.end());
+        std::transform(answer.begin(), answer.end(), answer.begin(),
+                       [](unsigned char c) { return std::tolower(c); });
+        if (answer == "y" || answer == "yes") {
+            return true;
+        }
+        _context.out << "Nothing was deleted.\n";
+        return false;
+    }
+
+  private:
+    CliContext& _context;
+    bool _assumeYes;
+};
+
+void printCount(std::ostream& out, const char* what, const std::optional<int>& count) {
+    if (count) {
+        out << what << ": " << *count << " deleted.\n";
+    }
+}
+
+void runClean(const CleanOptions& options, CliContext& context) {
+    MaintenanceSelection selection = options._selection;
+    if (options._all) {
+        selection = MaintenanceSelection{true, true, true, true};
+    }
+    CliCleanDialogs dialogs(context, options._yes);
+    MaintenanceReport report = MaintenanceTasks::execute(selection, dialogs);
+    if (!report.ran) {
+        context.exitCode = kCliUsage;
+        return;
+    }
+    if (report.configFiles) {
+        // The cleaner's own standard-error lines end without a newline.
+        context.err << "\n";
+    }
+    printCount(context.out, "Render queue files", report.renderQueueFiles);
+    printCount(context.out, "Log files", report.logFiles);
+    printCount(context.out, "User configuration files", report.configFiles);
+    printCount(context.out, "Frame cache files", report.cacheFiles);
+    context.exitCode = report.failed ? kCliFailure : kCliSuccess;
+}
+
+}  // namespace
+
+void registerCleanCommand(CLI::App& app, CliContext& context) {
+    auto options = std::make_shared<CleanOptions>();
+    CLI::App* clean = app.add_subcommand(
+        "clean",
+        "Reset the product's state: render queue folders, log files, settings (global store and "
+        "user configuration files), frame cache folders and registries");
+    clean->add_flag("--render-queue", options->_selection.renderQueue,
+                    "Delete both products' render queue folders");
+    clean->add_flag("--logs", options->_selection.logs, "Delete the product's log files");
+    clean->add_flag("--config", options->_selection.config,
+                    "Delete the global settings store files and the user configuration files");
+    clean->add_flag("--cache", options->_selection.cache,
+                    "Delete the frame cache folders and the frame cache registries");
+    clean->add_flag("--all", options->_all, "All four of the above");
+    clean->add_flag("-y,--yes", options->_yes, "Do not ask before deleting");
+    clean->callback([options, &context] { runClean(*options, context); });
+}
