@@ -138,15 +138,27 @@ void rollVeskLogFile() {
     fileCount = (fileCount + 1) % kArchiveCount;
 }
 
-int calculateLogFilePath(char* destination, int size, const char* fileName) {
-    memset(destination, 0, size);
+namespace {
 
+std::string logFolderBase(bool create) {
     std::string base;
-    if (!vesk_preferencesFolder(&base)) {
+    if (!vesk_preferencesFolder(&base, create)) {
         const char* home = getenv("HOME");
         base = home ? std::string(home) + "/Library/Preferences" : vesk_temporaryFolder();
     }
-    std::string path = base + "/Orvanta";
+    return base;
+}
+
+}  // namespace
+
+std::string vesk_logFolderWithoutCreating() {
+    return logFolderBase(false) + "/Orvanta/Corvix/";
+}
+
+int calculateLogFilePath(char* destination, int size, const char* fileName) {
+    memset(destination, 0, size);
+
+    std::string path = logFolderBase(true) + "/Orvanta";
     createDirectoryForPlatform(path.c_str(), nullptr);
     path += "/Corvix";
     createDirectoryForPlatform(path.c_str(), nullptr);

@@ -10,6 +10,8 @@
 #ifndef CORVIX_RUNTIME_VESKLOG_H
 #define CORVIX_RUNTIME_VESKLOG_H
 
+#include <string>
+
 class Vesk_Mutex;
 
 // The log's state. Plain globals, as other parts of the library (and tests) read them directly.
@@ -56,6 +58,10 @@ void rollVeskLogFile();
 // "$HOME/Library/Preferences", and without HOME "/tmp". Returns 1 in every case. An empty name
 // gives the folder with its trailing "/".
 int calculateLogFilePath(char* destination, int size, const char* fileName);
+
+// The folder calculateLogFilePath would use, ending in "/", computed without creating anything
+// (for reports of what a job would read).
+std::string vesk_logFolderWithoutCreating();
 
 // mkdir(path, 0777); 1 when the folder exists afterwards. On failure the mkdir result (-1) is
 // stored through error when it is not null.

@@ -134,7 +134,26 @@ bool vesk_homeFolder(std::string* out) {
     return false;
 }
 
-bool vesk_preferencesFolder(std::string* out) {
+bool vesk_userFullName(std::string* out) {
+    struct passwd pwd;
+    struct passwd* result = nullptr;
+    char buffer[4096];
+    if (getpwuid_r(getuid(), &pwd, buffer, sizeof buffer, &result) != 0 || !result) {
+        return false;
+    }
+    std::string name = result->pw_gecos ? result->pw_gecos : "";
+    name = name.substr(0, name.find(','));
+    if (name.empty()) {
+        name = result->pw_name ? result->pw_name : "";
+    }
+    if (name.empty()) {
+        return false;
+    }
+    *out = name;
+    return true;
+}
+
+bool vesk_preferencesFolder(std::string* out, bool create) {
     std::string folder = envValue("XDG_CONFIG_HOME");
     if (folder.empty() || folder[0] != '/') {
         std::string home = envValue("HOME");
@@ -144,7 +163,7 @@ bool vesk_preferencesFolder(std::string* out) {
         folder = stripTrailingSlashes(home) + "/.config";
     }
     folder = stripTrailingSlashes(folder);
-    if (folder.empty() || !makeFolders(folder)) {
+    if (folder.empty() || (create && !makeFolders(folder))) {
         return false;
     }
     *out = folder;

@@ -37,11 +37,15 @@ std::string vesk_machinePath(const std::string& designedPath);
 // the real user id.
 bool vesk_homeFolder(std::string* out);
 
+// The user's full name: the password database's comment field up to its first comma, else the
+// login name.
+bool vesk_userFullName(std::string* out);
+
 // The user's Preferences folder: $XDG_CONFIG_HOME when set and absolute (a relative one is
-// ignored), else $HOME/.config. The folder is created when missing (mode 0777 less the umask);
-// false when neither variable gives a path or the folder cannot be made. Callers apply their own
-// fallbacks.
-bool vesk_preferencesFolder(std::string* out);
+// ignored), else $HOME/.config. With create, the folder is made when missing (mode 0777 less the
+// umask); false when neither variable gives a path or the folder cannot be made. Callers apply
+// their own fallbacks. Without create the path is only computed.
+bool vesk_preferencesFolder(std::string* out, bool create = true);
 
 // The user's Desktop folder: XDG_DESKTOP_DIR from "user-dirs.dirs" in the configuration folder
 // (a "$HOME/..." or absolute value), else $HOME/Desktop. The folder is not created here.

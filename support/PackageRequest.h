@@ -1,0 +1,28 @@
+// PackageRequest: what the user asks a support package to hold, as the support form or the
+// command line gathers it. Each text is optional: a missing one is written into the manifest as
+// the null text, exactly as the form leaves a field it never had.
+#ifndef CORVIX_SUPPORT_PACKAGEREQUEST_H
+#define CORVIX_SUPPORT_PACKAGEREQUEST_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+struct PackageRequest {
+    std::optional<std::string> _userName;
+    std::optional<std::string> _company;
+    std::optional<std::string> _comment;
+    std::optional<std::string> _email;
+    // Where the archive is saved. Missing or empty: the job reports "No Filename provided."
+    std::optional<std::string> _fileName;
+    // Files the user attached, in the order added; duplicates are kept.
+    std::vector<std::string> _fileAttachments;
+    // Longest run of one captured command, in seconds; 0 or less: no limit.
+    int _commandTimeout = 120;
+
+    // The support form's e-mail check: a POSIX extended regular expression over the first 1024
+    // bytes. False for null and for text it does not match.
+    static bool isValidEmailAddress(const char* address);
+};
+
+#endif
