@@ -9,4 +9,5 @@ void registerCliCommands(CLI::App& app, CliContext& context) {
     registerCleanCommand(app, context);
     registerSweepCommand(app, context);
     registerLoggingCommand(app, context);
+    registerRenderersCommand(app, context);
 }

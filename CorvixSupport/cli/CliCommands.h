@@ -19,5 +19,8 @@ void registerCleanCommand(CLI::App& app, CliContext& context);
 void registerSweepCommand(CLI::App& app, CliContext& context);
 // corvix-support logging: read or set the product's logging level (CliLoggingCommand.cpp).
 void registerLoggingCommand(CLI::App& app, CliContext& context);
+// corvix-support renderers: list, pin and discover external 3D renderers
+// (CliRenderersCommand.cpp).
+void registerRenderersCommand(CLI::App& app, CliContext& context);
 
 #endif
