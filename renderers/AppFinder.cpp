@@ -1,0 +1,157 @@
+#include "AppFinder.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "AppBundle.h"
+#include "VeskPlatform.h"
+
+namespace {
+
+const unsigned long kPathLimit = 1024;
+
+// Byte-wise comparison of at most n bytes returning the difference of the first differing
+// bytes, which the hidden-entry test below relies on (the C library only promises the sign).
+int byteDifference(const char* a, const char* b, size_t n) {
+    for (size_t i = 0; i < n; ++i) {
+        unsigned char x = static_cast<unsigned char>(a[i]);
+        unsigned char y = static_cast<unsigned char>(b[i]);
+        if (x != y) {
+            return static_cast<int>(x) - static_cast<int>(y);
+        }
+        if (x == 0) {
+            break;
+        }
+    }
+    return 0;
+}
+
+// "." and ".." and every name beginning with one or two full stops give different differences;
+// names not beginning with a full stop, and those beginning with three, give equal ones.
+bool isExamined(const char* name) {
+    return byteDifference(name, ".", 2) == byteDifference(name, "..", 3);
+}
+
+bool copyResult(const char* path, char* result, unsigned long resultSize) {
+    unsigned long limit = resultSize < kPathLimit ? resultSize : kPathLimit;
+    size_t length = strlen(path);
+    if (length > limit) {
+        length = limit;
+    }
+    memcpy(result, path, length);
+    result[length] = 0;
+    return true;
+}
+
+}  // namespace
+
+bool AppFinder::isAnExecutable(const char* path) {
+    struct stat st;
+    if (!path || stat(path, &st) != 0) {
+        return false;
+    }
+    return (st.st_mode & S_IXUSR) != 0;
+}
+
+bool AppFinder::scanDir(const char* dir, regex_t* signature, char* result,
+                        unsigned long resultSize) {
+    if (!dir || !signature || !result) {
+        return false;
+    }
+    DIR* folder = opendir(dir);
+    if (!folder) {
+        return false;
+    }
+    bool found = false;
+    while (!found) {
+        struct dirent* entry = readdir(folder);
+        if (!entry) {
+            break;
+        }
+        if (!isExamined(entry->d_name)) {
+            continue;
+        }
+        char path[kPathLimit + 1] = {0};
+        snprintf(path, sizeof path, "%s/%s", dir, entry->d_name);
+        unsigned char type = entry->d_type;
+        struct stat st;
+        // Some file systems leave the listing type open; the entry itself then tells it.
+        if (type == DT_UNKNOWN && lstat(path, &st) == 0 && S_ISDIR(st.st_mode)) {
+            type = DT_DIR;
+        }
+        if (type == DT_DIR) {
+            found = scanDir(path, signature, result, resultSize);
+        } else if (isAnExecutable(path) && regexec(signature, entry->d_name, 0, nullptr, 0) == 0) {
+            found = copyResult(path, result, resultSize);
+        }
+    }
+    closedir(folder);
+    return found;
+}
+
+bool AppFinder::scanBundleContents(const AppBundle& bundle, regex_t* signature, char* result,
+                                   unsigned long resultSize) {
+    if (!signature || !result) {
+        return false;
+    }
+    const std::string& executable = bundle.getExecutablePath();
+    if (!executable.empty()) {
+        size_t slash = executable.rfind('/');
+        char name[kPathLimit + 1] = {0};
+        snprintf(name, sizeof name, "%s",
+                 executable.c_str() + (slash == std::string::npos ? 0 : slash + 1));
+        if (regexec(signature, name, 0, nullptr, 0) == 0) {
+            return copyResult(executable.c_str(), result, resultSize);
+        }
+    }
+    if (bundle.getFolder().empty()) {
+        return false;
+    }
+    return scanDir(bundle.getFolder().c_str(), signature, result, resultSize);
+}
+
+bool AppFinder::findApplicationForExtension(const char* extension, const char* signature,
+                                            char* result, unsigned long resultSize) {
+    if (!result || !signature || !extension) {
+        return false;
+    }
+    regex_t expression;
+    if (regcomp(&expression, signature, REG_EXTENDED) != 0) {
+        fprintf(stderr, "\nOV::AppFinder: could not compile exe signature expression.");
+        return false;
+    }
+
+    bool found = false;
+    char probe[kPathLimit + 1] = {0};
+    snprintf(probe, sizeof probe, "%s/tmpXXXXXXX.%s", vesk_temporaryFolder().c_str(), extension);
+    int descriptor = mkstemps(probe, static_cast<int>(strlen(extension)) + 1);
+    // Only the document's name matters to the type lookup, so a probe that could not be made
+    // (-1) still serves; descriptor 0 is the one result treated as failure.
+    if (descriptor == 0) {
+        fprintf(stderr, "\bFailed to create temp file %s", probe);
+    } else {
+        std::string application;
+        if (defaultApplicationFor(probe, &application)) {
+            found = scanBundleContents(AppBundle(application), &expression, result, resultSize);
+        }
+        if (!found) {
+            for (const std::string& candidate : applicationsFor(probe)) {
+                if (scanBundleContents(AppBundle(candidate), &expression, result, resultSize)) {
+                    found = true;
+                    break;
+                }
+            }
+        }
+    }
+    if (descriptor >= 0) {
+        close(descriptor);
+        unlink(probe);
+    }
+    regfree(&expression);
+    return found;
+}

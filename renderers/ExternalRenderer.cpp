@@ -1,0 +1,2 @@
+// ExternalRenderer is a plain record; its accessors are inline in the header.
+#include "ExternalRenderer.h"

@@ -1,0 +1,108 @@
+#include "RenderExecutable.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "AppFinder.h"
+#include "VeskPlatform.h"
+
+namespace {
+
+const char kAppDirToken[] = "($APPDIR)";
+const char kUserDirToken[] = "($USERDIR)";
+// The folder lookup's "not found" code, reported when no home folder can be had.
+const int kFolderNotFound = -43;
+const size_t kPathLimit = 1024;
+
+}  // namespace
+
+RenderExecutable::RenderExecutable(const char* pathPattern) {
+    if (!pathPattern) {
+        return;
+    }
+    _launchPath = pathPattern;
+    size_t appDir = _launchPath.find(kAppDirToken);
+    if (appDir != std::string::npos) {
+        _launchPath.replace(appDir, strlen(kAppDirToken), getDefaultApplicationPath());
+    }
+    size_t userDir = _launchPath.find(kUserDirToken);
+    while (userDir != std::string::npos) {
+        std::string home = getUserPath();
+        _launchPath.replace(userDir, strlen(kUserDirToken), home);
+        userDir = _launchPath.find(kUserDirToken, userDir + home.size());
+    }
+    verifyPath();
+}
+
+RenderExecutable::~RenderExecutable() {
+    free(_userFolder);
+}
+
+void RenderExecutable::verifyPath() {
+    FILE* file = fopen(_launchPath.c_str(), "rb");
+    _exists = file != nullptr;
+    if (file) {
+        fclose(file);
+    }
+}
+
+void RenderExecutable::setPathToExecutable(const char* path) {
+    _launchPath = path ? path : "";
+    verifyPath();
+}
+
+void RenderExecutable::discoverApplication() {
+    char found[kPathLimit + 1] = {0};
+    if (AppFinder::findApplicationForExtension(_discoverKey.c_str(), _launchPath.c_str(), found,
+                                               kPathLimit)) {
+        _launchPath = found;
+        verifyPath();
+    } else {
+        _launchPath.clear();
+        _exists = false;
+    }
+}
+
+const char* RenderExecutable::getUserPath() {
+    if (_userFolder) {
+        return _userFolder;
+    }
+    char buffer[kPathLimit + 1] = {0};
+    std::string home;
+    if (vesk_homeFolder(&home)) {
+        snprintf(buffer, sizeof buffer, "%s", home.c_str());
+    } else {
+        fprintf(stderr, "\nFSFindFolder failed (%d)", kFolderNotFound);
+    }
+    _userFolder = strdup(buffer);
+    return _userFolder ? _userFolder : "";
+}
+
+const char* RenderExecutable::getDefaultApplicationPath() {
+    _applicationFolder = vesk_machinePath("/Applications");
+    return _applicationFolder.c_str();
+}
+
+void RenderExecutable::setDiscoverKey(const char* key) {
+    _discoverKey = key ? key : "";
+}
+
+void RenderExecutable::setAdapter(const char* adapter) {
+    _adapter = adapter ? adapter : "";
+    _hasAdapter = true;
+}
+
+void RenderExecutable::setVersionString(const char* version) {
+    _versionString = version ? version : "";
+}
+
+void RenderExecutable::dumpInfo() const {
+    fprintf(stderr, "\n\nExecutable");
+    fprintf(stderr, "\n----");
+    fprintf(stderr, "\nPath: %s", _launchPath.c_str());
+    fprintf(stderr, "\nVersion: %s", _versionString.c_str());
+    fprintf(stderr, "\nStream: %s", _stream == 1 ? "StdErr" : "StdOut");
+    fprintf(stderr, "\nConsoleReader: %s", _consoleReader ? "Redirected" : "Standard");
+    fprintf(stderr, "\nExists: %s", _exists ? "yes" : "no");
+}

@@ -1,0 +1,57 @@
+#include "RendererOverrideMap.h"
+
+#include <tinyxml.h>
+
+#include <cstdio>
+
+RendererOverrideMap* RendererOverrideMap::getInstance() {
+    static RendererOverrideMap* instance = new RendererOverrideMap();
+    return instance;
+}
+
+RendererOverrideMap::~RendererOverrideMap() = default;
+
+bool RendererOverrideMap::load(const char* path) {
+    _filePath = path ? path : "";
+    if (!path) {
+        return true;
+    }
+    TiXmlDocument document;
+    if (!document.LoadFile(path)) {
+        return true;
+    }
+    TiXmlElement* overrides = document.FirstChildElement("overrides");
+    if (!overrides) {
+        return false;
+    }
+    for (TiXmlElement* renderer = overrides->FirstChildElement("renderer"); renderer;
+         renderer = renderer->NextSiblingElement("renderer")) {
+        const char* text = renderer->GetText();
+        const char* name = renderer->Attribute("name");
+        if (text && *text && name) {
+            _overrides[name] = text;
+        }
+    }
+    return true;
+}
+
+const char* RendererOverrideMap::getPathForRenderer(const char* name) const {
+    if (!name) {
+        return nullptr;
+    }
+    auto found = _overrides.find(name);
+    return found == _overrides.end() ? nullptr : found->second.c_str();
+}
+
+void RendererOverrideMap::printOverrides() const {
+    fprintf(stderr, "\n\n*** OVERRIDE MAP\n");
+    for (const auto& [name, path] : _overrides) {
+        fprintf(stderr, "\n%s - %s", name.c_str(), path.c_str());
+    }
+    fprintf(stderr, "\n");
+}
+
+void RendererOverrideMap::clear() {
+    _overrides.clear();
+    _filePath.clear();
+}
