@@ -1,4 +1,4 @@
-// Benchmark of ZipBuilder (Part 1.5) against Info-ZIP's zip on the same staging folder.
+// Benchmark of ZipBuilder against Info-ZIP's zip on the same staging folder.
 //
 //   zip_bench folder WORKDIR [--size-mb N] [--rounds N]
 //       Generates (deterministically) a staging folder of about N MB (default 200) of logs, text

@@ -59,8 +59,9 @@ int CorvixCleaner::removeLogs() {
     }
     DIR* dir = opendir(folder);
     if (!dir) {
-        char message[kPathBuffer] = {0};
-        snprintf(message, kPathBuffer, "Could not open \"%s\" for directory listing.", folder);
+        // Room for the whole folder name as well as the words around it.
+        char message[kPathBuffer + 64] = {0};
+        snprintf(message, sizeof message, "Could not open \"%s\" for directory listing.", folder);
         throw CorvixCleanerException(message);
     }
     std::vector<std::string> names;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -26,6 +27,15 @@ const size_t kPathLimit = 1024;
 // What the platform's formatted output writes for a null text argument.
 const char kNullText[] = "(null)";
 
+// Formats into a path buffer of kPathBuffer bytes. Paths longer than the limit are cut, never
+// rejected: every path of the package is formed this way.
+__attribute__((format(printf, 2, 3))) void formatPath(char* path, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    vsnprintf(path, kPathLimit, format, args);
+    va_end(args);
+}
+
 char* newPathBuffer() {
     return static_cast<char*>(calloc(kPathBuffer, 1));
 }
@@ -34,7 +44,7 @@ char* newPathBuffer() {
 char* joinCategoryPath(const char* root, const char* format, const char* name) {
     char* path = newPathBuffer();
     if (path) {
-        snprintf(path, kPathLimit, format, root, '/', name);
+        formatPath(path, format, root, '/', name);
     }
     return path;
 }
@@ -110,18 +120,18 @@ SupportPackage* SupportPackage::createSupportPackage() {
         throw SupportPackageException("Could not create temporary path.");
     }
     char path[kPathBuffer] = {0};
-    snprintf(path, kPathLimit, "%s%c%s", root, '/', "system");
+    formatPath(path, "%s%c%s", root, '/', "system");
     if (mkdir(path, 0777) != 0) {
         throw SupportPackageException("Could not create system info path.");
     }
     memset(path, 0, sizeof path);
-    snprintf(path, kPathLimit, "%s%c%s", root, '/', "user");
+    formatPath(path, "%s%c%s", root, '/', "user");
     if (mkdir(path, 0777) != 0) {
         fprintf(stderr, "\nError creating usr path: %s", strerror(errno));
         return nullptr;
     }
     memset(path, 0, sizeof path);
-    snprintf(path, kPathLimit, "%s%c%s", root, '/', "application");
+    formatPath(path, "%s%c%s", root, '/', "application");
     if (mkdir(path, 0777) != 0) {
         fprintf(stderr, "\nError creating app path: %s", strerror(errno));
         return nullptr;
@@ -134,7 +144,7 @@ int SupportPackage::createTempDirectory(char* buffer, unsigned long length) {
         return 0;
     }
     char tmpl[kPathBuffer] = {0};
-    snprintf(tmpl, kPathLimit, "%s/osp_XXXXXXX", vesk_temporaryFolder().c_str());
+    formatPath(tmpl, "%s/osp_XXXXXXX", vesk_temporaryFolder().c_str());
     if (!mkdtemp(tmpl)) {
         return 0;
     }
@@ -163,7 +173,7 @@ int SupportPackage::addFileToDir(const char* source, const char* target, _sp_sup
 
     char featureFolder[kPathBuffer] = {0};
     if (feature) {
-        snprintf(featureFolder, kPathLimit, "%s/%s", target, feature);
+        formatPath(featureFolder, "%s/%s", target, feature);
         target = featureFolder;
         if (!PathFileExists(target) && mkdir(target, 0777) != 0) {
             throw SupportPackageException("Could not create system info path.");
@@ -174,7 +184,7 @@ int SupportPackage::addFileToDir(const char* source, const char* target, _sp_sup
     const char* baseName = slash ? slash + 1 : nullptr;
 
     char destination[kPathBuffer] = {0};
-    snprintf(destination, kPathLimit, "%s/%s", target, baseName ? baseName : kNullText);
+    formatPath(destination, "%s/%s", target, baseName ? baseName : kNullText);
     if (!copyFile(sourcePath, destination)) {
         return 0;
     }
@@ -298,7 +308,7 @@ int SupportPackage::killDirectory(const char* path) {
         const char* format = path[len - 1] == '/' ? "%s%s" : "%s/%s";
         while (struct dirent* entry = readdir(dir)) {
             char full[kPathBuffer] = {0};
-            snprintf(full, kPathLimit, format, path, entry->d_name);
+            formatPath(full, format, path, entry->d_name);
             bool isFolder = entry->d_type == DT_DIR;
             if (entry->d_type == DT_UNKNOWN) {
                 // Some file systems do not fill the type; ask without following links.

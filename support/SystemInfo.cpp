@@ -1,4 +1,4 @@
-// SystemInfo (Part 1.4) on the platform seam: see SystemInfo.h.
+// SystemInfo on the platform seam: see SystemInfo.h.
 #include "SystemInfo.h"
 
 #include <dirent.h>

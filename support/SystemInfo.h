@@ -1,4 +1,4 @@
-// The system information report (Part 1.4): a few facts about the machine (operating system
+// The system information report: a few facts about the machine (operating system
 // version and build, the user's language, processor count, memory size), written as the small
 // XML file "system.xml" of a support package's "system" category. Also the folder test
 // PathFileExists that the staging area uses.

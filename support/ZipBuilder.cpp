@@ -1,4 +1,4 @@
-// ZipBuilder (Part 1.5) over minizip: see ZipBuilder.h.
+// ZipBuilder over minizip: see ZipBuilder.h.
 #include "ZipBuilder.h"
 
 #include <dirent.h>

@@ -1,4 +1,4 @@
-// Tests of SystemInfo and PathFileExists (Part 1.4), inside a sandbox machine root with a fake
+// Tests of SystemInfo and PathFileExists, inside a sandbox machine root with a fake
 // os-release.
 #include "SystemInfo.h"
 

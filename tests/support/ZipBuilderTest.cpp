@@ -1,4 +1,4 @@
-// Tests of ZipBuilder (Part 1.5): real folders in a temporary directory, archives read back with
+// Tests of ZipBuilder: real folders in a temporary directory, archives read back with
 // minizip's reader, unzip -t and Python's zipfile.
 #include "ZipBuilder.h"
 
