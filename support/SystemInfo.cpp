@@ -49,7 +49,7 @@ const char* SystemInfo::getPlatform() {
 void SystemInfo::loadVersionInfo() {
     delete[] _osVersion;
     delete[] _osBuild;
-    // Cleared (beyond the design's uncleared buffers), so that a missing value is the empty text.
+    // Cleared, so that a missing value is written as an empty element.
     _osVersion = new char[kVersionBufferSize]();
     _osBuild = new char[kVersionBufferSize]();
     getOSVersionInfo();
@@ -74,7 +74,7 @@ void SystemInfo::getOSVersionInfo() {
         return;
     }
     // The seam writes each output only when it found a value, so a missing key leaves its
-    // buffer as it was, as the design's property-list reading does.
+    // buffer as it was.
     std::string version;
     std::string build;
     if (!vesk_osVersionInfo(&version, &build)) {

@@ -40,10 +40,10 @@ class SystemInfo {
     // 1 if an identifier was obtained, 0 otherwise (buf is then left unchanged).
     int getUserLanguage(char* buf, unsigned long len);
 
-    // Processors online; on failure prints the designed message to standard error and returns 1.
+    // Processors online; on failure prints its message to standard error and returns 1.
     int32_t getNumberOfProcessors();
 
-    // Physical memory in mebibytes (bytes >> 20, kept to 32 bits); on failure prints the designed
+    // Physical memory in mebibytes (bytes >> 20, kept to 32 bits); on failure prints its
     // message to standard error and returns 0.
     int32_t getTotalMemoryInMB();
 

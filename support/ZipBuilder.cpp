@@ -13,14 +13,14 @@
 namespace {
 
 const size_t kPathBufferSize = 1025;  // the shared path buffers: cleared, filled to 1024 bytes
-const size_t kReadBlockSize = 1024;   // the design's read block
+const size_t kReadBlockSize = 1024;   // files are read in 1 KiB blocks
 
 zipFile handle(void* p) {
     return static_cast<zipFile>(p);
 }
 
-// True when the directory entry is a folder. readdir's type is the design's test; file systems
-// that do not fill it in (DT_UNKNOWN) are asked with lstat, so that no link is followed.
+// True when the directory entry is a folder. readdir's type decides; file systems that do not
+// fill it in (DT_UNKNOWN) are asked with lstat, so that no link is followed.
 bool isFolder(const struct dirent* entry, const char* fullPath) {
     if (entry->d_type == DT_DIR) {
         return true;
@@ -36,7 +36,7 @@ bool isFolder(const struct dirent* entry, const char* fullPath) {
 
 ZipBuilder::ZipBuilder(const char* path, bool append) : _zipFile(nullptr) {
     if (path != nullptr) {
-        // zipOpen64 instead of the design's zipOpen: the archive may need ZIP64 records.
+        // zipOpen64: the archive may need ZIP64 records.
         _zipFile = zipOpen64(path, append ? APPEND_STATUS_CREATEAFTER : APPEND_STATUS_CREATE);
     }
 }
@@ -64,7 +64,7 @@ void ZipBuilder::swapInUnixPathSeparators(char* path) {
 }
 
 int ZipBuilder::getFileTime(const char* path, tm_zip_s* date, unsigned long* dosDate) {
-    (void)dosDate;  // not written, as designed
+    (void)dosDate;  // minizip derives the DOS date from the fields itself
     char name[1024];
     memset(name, 0, sizeof(name));
     if (path != nullptr) {
@@ -150,7 +150,7 @@ int ZipBuilder::addFileToZip(const char* path, const char* base) {
         point = strchr(path, '/');
     }
     if (point == nullptr) {
-        fclose(file);  // the design leaves this file open; closed here
+        fclose(file);  // no entry name: the file is not added
         return 0;
     }
     if (*point != '\0') {
@@ -161,8 +161,7 @@ int ZipBuilder::addFileToZip(const char* path, const char* base) {
     strncpy(entryName, point, kPathBufferSize - 1);
     swapInUnixPathSeparators(entryName);
 
-    // zipOpenNewFileInZip64 with zip64 = 1 instead of the design's zipOpenNewFileInZip: every
-    // entry carries ZIP64 sizes, so files of 4 GiB and more stay valid.
+    // zip64 = 1: every entry carries ZIP64 sizes, so files of 4 GiB and more stay valid.
     int err = zipOpenNewFileInZip64(handle(_zipFile), entryName, &info, nullptr, 0, nullptr, 0,
                                     nullptr, Z_DEFLATED, Z_DEFAULT_COMPRESSION, 1);
     if (err == ZIP_OK) {

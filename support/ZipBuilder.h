@@ -1,7 +1,7 @@
 // The ZIP archive builder: a thin class over the minizip writer that turns a folder
 // tree (a support package's staging folder) into one ZIP archive. Each file becomes one deflated
 // entry (method 8, the library's default level) named by its path relative to a base folder,
-// with an all-zero date and attributes. Beyond the design (DESIGN.md 4), every entry carries
+// with an all-zero date and attributes. Every entry carries
 // ZIP64 information, so files of 4 GiB and more stay valid.
 //
 // Ownership: the builder owns the open archive; closeFile() or the destructor finishes it.
