@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+#include "XmlFile.h"
+
 namespace {
 
 bool isDirectory(const std::string& path) {
@@ -62,7 +64,7 @@ bool AppBundle::readInfoString(const std::string& bundleFolder, const char* key,
     }
     std::string plistPath = bundleFolder + "/Contents/Info.plist";
     TiXmlDocument document;
-    if (!document.LoadFile(plistPath.c_str())) {
+    if (!render_loadXmlFile(document, plistPath.c_str())) {
         return false;
     }
     TiXmlElement* plist = document.FirstChildElement("plist");

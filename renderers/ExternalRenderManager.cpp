@@ -13,6 +13,7 @@
 #include "RenderExecutable.h"
 #include "RendererOverrideMap.h"
 #include "VeskPlatform.h"
+#include "XmlFile.h"
 
 namespace {
 
@@ -67,7 +68,7 @@ int ExternalRenderManager::parseXmlFile(const char* path, bool ignoreOverride,
         return 0;
     }
     TiXmlDocument document;
-    if (!document.LoadFile(path)) {
+    if (!render_loadXmlFile(document, path)) {
         return 0;
     }
     TiXmlElement* element = document.FirstChildElement("renderer");

@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+#include "XmlFile.h"
+
 RendererOverrideMap* RendererOverrideMap::getInstance() {
     static RendererOverrideMap* instance = new RendererOverrideMap();
     return instance;
@@ -17,7 +19,7 @@ bool RendererOverrideMap::load(const char* path) {
         return true;
     }
     TiXmlDocument document;
-    if (!document.LoadFile(path)) {
+    if (!render_loadXmlFile(document, path)) {
         return true;
     }
     TiXmlElement* overrides = document.FirstChildElement("overrides");

@@ -1,5 +1,6 @@
 // The renderers folder scan and the overrides file that "Apply" writes.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <string>
 
@@ -50,6 +51,11 @@ TEST_F(ExternalRenderManagerTest, OnlyControlFilesOfTheFolderGiveRows) {
     writeFile(rendererFolder() + "/other.xml", "<renderers>" + xml.substr(22) + "</renderers>");
     writeFile(rendererFolder() + "/win.xml", "<renderer name=\"W\"><executable platform=\"win\">" +
                                                  tmp("bin/render") + "</executable></renderer>");
+
+    // Nor do special files, which are never opened for parsing: a FIFO would block, a folder
+    // in the overrides file's place would be taken for a huge file.
+    ASSERT_EQ(0, mkfifo((rendererFolder() + "/fifo.xml").c_str(), 0644));
+    makeDirs(rendererFolder() + "/overrides.xml");
 
     ExternalRenderManager manager;
     ASSERT_EQ(1u, manager.getRenderers().size());

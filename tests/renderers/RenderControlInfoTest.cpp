@@ -8,6 +8,7 @@
 #include "RendererFixtures.h"
 #include "TestEnvironment.h"
 
+using corvix_test::makeDirs;
 using corvix_test::writeFile;
 using renderer_test::controlInfoFrom;
 using renderer_test::makeBundle;
@@ -189,7 +190,10 @@ TEST_F(RenderControlInfoTest, UnreadableBundleVersionsKeepTheDefault) {
               "<plist><dict><key>CFBundleShortVersionString</key><integer>3</integer>"
               "</dict></plist>");
 
-    for (const std::string& bundle : {binary, broken, typed}) {
+    std::string folder = applications() + "/Folder.app";
+    makeDirs(folder + "/Contents/Info.plist");
+
+    for (const std::string& bundle : {binary, broken, typed, folder}) {
         std::string version = "untouched";
         EXPECT_FALSE(RenderControlInfo::getVersionStringForPath(
             (bundle + "/Contents/MacOS/x").c_str(), version))
