@@ -1,0 +1,89 @@
+// The frame cache registry "FrameCache.cpr": string entries under project name hashes.
+#include <cstdlib>
+
+#include "QuadenStoreTest.h"
+#include "Quaden_PISSFrameCacheRegistry.h"
+
+using corvix_test::readFile;
+using corvix_test::writeFile;
+
+namespace {
+
+class FrameCacheRegistryTest : public QuadenStoreTest {
+  protected:
+    std::string registryFile() const { return productFolder() + "FrameCache.cpr"; }
+    bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
+};
+
+TEST_F(FrameCacheRegistryTest, RoundTripLookupAndDeleteOneProject) {
+    const std::string a = md5sum("Project A");
+    const std::string b = md5sum("Project B");
+    const std::string text = a + " string\tPathToCache /caches/a dir/\n" + b +
+                             " string\tPathToCache /caches/b/\n" + a + " string\tOther x\n";
+    writeFile(registryFile(), text);
+    QuadenPISSFrameCacheRegistry registry;
+    EXPECT_EQ(std::string(registry.getPathToRegistryFile()), registryFile());
+    ASSERT_EQ(registry.NumberOfKeyValuePairsInList(), 3u);
+    ASSERT_EQ(registry.Commit(), 1);
+    EXPECT_EQ(readFile(registryFile()), text);
+
+    char* value = nullptr;
+    EXPECT_EQ(registry.GetItem(&value, "Project A", "PathToCache"), 1);
+    EXPECT_STREQ(value, "/caches/a dir/");
+    free(value);
+    EXPECT_EQ(registry.DeleteItem("Project A"), 1);
+    EXPECT_EQ(registry.DeleteItem("Project A"), 0);
+    EXPECT_EQ(registry.GetItem(&value, "Project A", "PathToCache"), 0);
+    EXPECT_EQ(value, nullptr);
+    EXPECT_EQ(registry.NumberOfKeyValuePairsInList(), 1u);
+    EXPECT_EQ(registry.Add("Project C", "PathToCache", "/c"), 1);
+    EXPECT_EQ(registry.Add("Project C", "PathToCache", "/c2"), 1);
+    EXPECT_EQ(registry.ChangeItem("Project B", "PathToCache", "/b2"), 1);
+    EXPECT_EQ(registry.ChangeItem("Project B", "PathToCache", nullptr), 0);
+    EXPECT_EQ(registry.ChangeItem("Project A", "PathToCache", "/a"), 0);
+    EXPECT_EQ(registry.GetItem(&value, "Project C", "PathToCache"), 1);
+    EXPECT_STREQ(value, "/c");
+    free(value);
+    ASSERT_EQ(registry.Commit(), 1);
+    const std::string c = md5sum("Project C");
+    EXPECT_EQ(readFile(registryFile()), b + " string\tPathToCache /b2\n" + c +
+                                            " string\tPathToCache /c\n" + c +
+                                            " string\tPathToCache /c2\n");
+    ASSERT_EQ(registry.PrepareKeyValuePairList(), 1);
+    EXPECT_STREQ(registry.GetNextKeyValuePairInList()->_value, "/b2");
+}
+
+TEST_F(FrameCacheRegistryTest, BadLinesAreSkippedOrEndTheLoad) {
+    const std::string a = md5sum("Project A");
+    writeFile(registryFile(), a + " string\n" + a + " string\tNoValue \t\n" + a +
+                                  " string\tPathToCache " + std::string(1200, 'p') + "\n" + a +
+                                  " int\tCount 3\n" + a + " string\tLost x\n");
+    QuadenPISSFrameCacheRegistry registry;
+    EXPECT_EQ(registry.NumberOfKeyValuePairsInList(), 1u);
+    EXPECT_TRUE(logged("WARNING\tPersisentFrameCacheRegistry: keyValue was NULL\n"));
+    EXPECT_TRUE(logged(
+        "WARNING\tPersisentFrameCacheRegistry: stringRemainder was NULL for key: NoValue\n"));
+    EXPECT_TRUE(logged(
+        "WARNING\tPersisentFrameCacheRegistry:  type not yet supported: int for key: Count\n"));
+
+    EXPECT_EQ(registry.AddWithoutHashing(nullptr, "k", "v"), 0);
+    EXPECT_EQ(registry.AddWithoutHashing("g", nullptr, "v"), 0);
+    EXPECT_EQ(registry.AddWithoutHashing("g", "k", nullptr), 0);
+    for (const char* message : {"AddWithoutHashing received a null projectName\n",
+                                "AddWithoutHashing received a null key\n",
+                                "AddWithoutHashing received a null value for key: k\n"}) {
+        EXPECT_TRUE(logged(std::string("ERROR\tPersisentFrameCacheRegistry: ") + message));
+    }
+
+    corvix_test::runCommand("rm -rf '" + productFolder() + "'");
+    QuadenPISSFrameCacheRegistry missing;
+    EXPECT_EQ(missing.NumberOfKeyValuePairsInList(), 0u);
+    EXPECT_EQ(missing.PrepareKeyValuePairList(), 0);
+    EXPECT_EQ(missing.Commit(), 0);
+    EXPECT_TRUE(
+        logged("WARNING\tPersisentFrameCacheRegistry: Commit: Cannot open generic config "
+               "file '" +
+               registryFile() + "' for writing\n"));
+}
+
+}  // namespace
