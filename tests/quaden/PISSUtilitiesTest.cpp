@@ -63,10 +63,10 @@ TEST_F(UtilitiesTest, PathAssignersCutAndFollowTheMachineRoot) {
     const std::string names[] = {"", "RenderQueue/", "Cache/", "FrameCache.cpr"};
     char buffer[1024];
     for (int i = 0; i < 4; ++i) {
-        std::string designed = folder + names[i];
+        std::string expected = folder + names[i];
         EXPECT_EQ(assigners[i](buffer, sizeof buffer),
-                  static_cast<int>(root().size() + designed.size()));
-        EXPECT_EQ(std::string(buffer), root() + designed);
+                  static_cast<int>(root().size() + expected.size()));
+        EXPECT_EQ(std::string(buffer), root() + expected);
     }
     _env.set("CORVIX_ROOT", std::nullopt);
     char small[10];
