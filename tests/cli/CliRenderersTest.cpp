@@ -49,8 +49,6 @@ class RenderersCommandTest : public SandboxTest {
 };
 
 TEST_F(RenderersCommandTest, ListsTheRowsAsTextAndJson) {
-    EXPECT_EQ(0, renderers({}));
-    EXPECT_EQ(row("Discover", "Installed", _program), _out);
     EXPECT_EQ(0, renderers({"list"}));
     EXPECT_EQ(row("Discover", "Installed", _program), _out);
 
@@ -67,8 +65,6 @@ TEST_F(RenderersCommandTest, ListsTheRowsAsTextAndJson) {
     unlink((_folder + "/c4d.xml").c_str());
     EXPECT_EQ(0, renderers({"--json"}));
     EXPECT_EQ("[]\n", _out);
-    EXPECT_EQ(0, renderers({}));
-    EXPECT_EQ("", _out);
 }
 
 TEST_F(RenderersCommandTest, PinAndDiscoverRewriteTheOverridesFile) {
@@ -92,8 +88,6 @@ TEST_F(RenderersCommandTest, PinAndDiscoverRewriteTheOverridesFile) {
     EXPECT_EQ(0, renderers({"discover", "Cinema 4D"}));
     EXPECT_EQ(row("Discover", "Installed", _program), _out);
     EXPECT_EQ(std::string(kHeader) + "\n</overrides>\n", readFile(_folder + "/overrides.xml"));
-    EXPECT_EQ(0, renderers({"--json"}));
-    EXPECT_NE(std::string::npos, _out.find("\"mode\": \"Discover\""));
 
     // A folder in the overrides file's place cannot be written: the command fails and says so.
     unlink((_folder + "/overrides.xml").c_str());

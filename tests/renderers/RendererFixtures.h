@@ -20,22 +20,16 @@ inline void makeExecutable(const std::string& path, const std::string& contents 
     chmod(path.c_str(), 0755);
 }
 
-inline std::string infoPlist(const std::string& executable, const std::string& version) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-           "<plist version=\"1.0\">\n<dict>\n"
-           "\t<key>CFBundleExecutable</key>\n\t<string>" +
-           executable +
-           "</string>\n"
-           "\t<key>CFBundleShortVersionString</key>\n\t<string>" +
-           version + "</string>\n</dict>\n</plist>\n";
-}
-
-// bundle/Contents/Info.plist naming executable and version, and bundle/Contents/MacOS/executable.
+// bundle/Contents/Info.plist (an XML property list naming executable and version) and
+// bundle/Contents/MacOS/executable.
 inline void makeBundle(const std::string& bundle, const std::string& executable,
                        const std::string& version) {
-    corvix_test::writeFile(bundle + "/Contents/Info.plist", infoPlist(executable, version));
+    corvix_test::writeFile(bundle + "/Contents/Info.plist",
+                           "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist>\n"
+                           "<plist version=\"1.0\"><dict><key>CFBundleExecutable</key><string>" +
+                               executable +
+                               "</string><key>CFBundleShortVersionString</key><string>" + version +
+                               "</string></dict></plist>\n");
     makeExecutable(bundle + "/Contents/MacOS/" + executable);
 }
 
