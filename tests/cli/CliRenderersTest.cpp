@@ -28,7 +28,7 @@ class RenderersCommandTest : public SandboxTest {
         writeFile(_program, "#!/bin/sh\n");
         chmod(_program.c_str(), 0755);
         writeFile(_folder + "/c4d.xml",
-                  "<?xml version=\"1.0\" ?>\n<renderer name=\"Cinema 4D\">\n<executable>"
+                  "<?xml version=\"1.0\" ?>\n<renderer name=\"Prism 3D\">\n<executable>"
                   "($APPDIR)/Cinema.app/Contents/MacOS/Cinema</executable>\n</renderer>\n");
     }
     int renderers(std::vector<const char*> arguments) {
@@ -42,7 +42,7 @@ class RenderersCommandTest : public SandboxTest {
         return code;
     }
     std::string row(const char* mode, const char* status, const std::string& path) const {
-        return std::string("Cinema 4D\t") + mode + "\t" + status + "\t" + path + "\t" + _folder +
+        return std::string("Prism 3D\t") + mode + "\t" + status + "\t" + path + "\t" + _folder +
                "/c4d.xml\n";
     }
     std::string _folder, _program, _out, _err;
@@ -70,10 +70,10 @@ TEST_F(RenderersCommandTest, ListsTheRowsAsTextAndJson) {
 TEST_F(RenderersCommandTest, PinAndDiscoverRewriteTheOverridesFile) {
     std::string pinned = tmp("my cinema");
     writeFile(pinned, "");
-    EXPECT_EQ(0, renderers({"pin", "Cinema 4D", pinned.c_str()}));
+    EXPECT_EQ(0, renderers({"pin", "Prism 3D", pinned.c_str()}));
     EXPECT_EQ(row("Specify", "Installed", pinned), _out);
     EXPECT_NE(std::string::npos, _err.find("You have successfully updated your 3D renderer"));
-    EXPECT_EQ(std::string(kHeader) + "\n<renderer name=\"Cinema 4D\">" + pinned +
+    EXPECT_EQ(std::string(kHeader) + "\n<renderer name=\"Prism 3D\">" + pinned +
                   "</renderer>\n</overrides>\n",
               readFile(_folder + "/overrides.xml"));
     EXPECT_EQ(0, renderers({}));
@@ -82,17 +82,17 @@ TEST_F(RenderersCommandTest, PinAndDiscoverRewriteTheOverridesFile) {
     EXPECT_EQ(1, renderers({"discover", "Cinema"}));
     EXPECT_NE(std::string::npos, _err.find("\"Cinema\""));
     EXPECT_EQ("", _out);
-    EXPECT_EQ(1, renderers({"pin", "cinema 4d", "/x"}));
+    EXPECT_EQ(1, renderers({"pin", "prism 3d", "/x"}));
     EXPECT_NE(std::string::npos, readFile(_folder + "/overrides.xml").find(pinned));
 
-    EXPECT_EQ(0, renderers({"discover", "Cinema 4D"}));
+    EXPECT_EQ(0, renderers({"discover", "Prism 3D"}));
     EXPECT_EQ(row("Discover", "Installed", _program), _out);
     EXPECT_EQ(std::string(kHeader) + "\n</overrides>\n", readFile(_folder + "/overrides.xml"));
 
     // A folder in the overrides file's place cannot be written: the command fails and says so.
     unlink((_folder + "/overrides.xml").c_str());
     corvix_test::makeDirs(_folder + "/overrides.xml");
-    EXPECT_EQ(1, renderers({"pin", "Cinema 4D", "/opt/missing"}));
+    EXPECT_EQ(1, renderers({"pin", "Prism 3D", "/opt/missing"}));
     EXPECT_EQ(row("Specify", "Missing", "/opt/missing"), _out);
     EXPECT_NE(std::string::npos, _err.find("There was trouble modifying the overrides file."));
 }

@@ -14,7 +14,7 @@ namespace {
 // Ours, not the C library's function of the same name.
 using corvix::strverscmp;
 
-TEST(VersionCompareTest, DesignedPairs) {
+TEST(VersionCompareTest, KnownPairs) {
     std::string abc1 = "abc", abc2 = "abc", empty1, empty2;
     EXPECT_EQ(1, strverscmp("2.10", "2.9"));
     EXPECT_EQ(1, strverscmp("R10", "R9"));
