@@ -9,6 +9,7 @@
 #include "RenderControlInfo.h"
 #include "RenderStrings.h"
 #include "VeskLog.h"
+#include "XmlFile.h"
 
 namespace {
 
@@ -71,8 +72,8 @@ bool RenderController::parseXML(const char* controlFile) {
     delete _renderInfo;
     _renderInfo = nullptr;
 
-    TiXmlDocument document(controlFile);
-    if (!document.LoadFile()) {
+    TiXmlDocument document;
+    if (!render_loadXmlFile(document, controlFile)) {
         vesk_logError("Could not load render control file: %s", controlFile);
         return false;
     }

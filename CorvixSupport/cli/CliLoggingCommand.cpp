@@ -3,12 +3,14 @@
 #include <CLI/CLI.hpp>
 
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "CliCommands.h"
 #include "CliContext.h"
 #include "MaintenanceDialogs.h"
 #include "MaintenanceTasks.h"
+#include "VeskLog.h"
 
 namespace {
 
@@ -39,8 +41,21 @@ void runLogging(const std::string& level, CliContext& context) {
             item = i;
         }
     }
-    LoggingPrinter printer(context);
+    // Read back: the configuration writer only logs a failure, and a user who was told to restart
+    // must not find the old level afterwards.
+    std::ostringstream alert;
+    CliContext quiet{alert, context.err, context.in, false};
+    LoggingPrinter printer(quiet);
     MaintenanceTasks::writeLoggingLevel(item, printer);
+    if (MaintenanceTasks::readLoggingLevel() != item) {
+        char folder[1025];
+        calculateLogFilePath(folder, sizeof folder, "");
+        context.err << "corvix-support logging: the level could not be written to " << folder
+                    << "CorvixPro2.cfg\n";
+        context.exitCode = kCliFailure;
+        return;
+    }
+    context.out << alert.str();
     context.exitCode = kCliSuccess;
 }
 

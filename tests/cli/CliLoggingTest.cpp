@@ -58,4 +58,12 @@ TEST_F(LoggingCommandTest, ShowsAndSetsTheLevel) {
     EXPECT_EQ("on\n", _out);
 }
 
+TEST_F(LoggingCommandTest, ALevelThatCannotBeWrittenIsAnError) {
+    corvix_test::makeDirs(config("CorvixPro2.cfg"));  // a folder where the file belongs
+    EXPECT_EQ(1, logging("dev"));
+    EXPECT_EQ("", _out);
+    EXPECT_NE(std::string::npos, _err.find("could not be written to " + config("CorvixPro2.cfg")))
+        << _err;
+}
+
 }  // namespace

@@ -147,6 +147,10 @@ TEST_F(RenderControllerTest, BrokenFilesAndExpressionsAreLoggedNotFatal) {
     EXPECT_TRUE(logged("ERROR\tCould not load render control file: " + tmp("absent.xml")));
     EXPECT_TRUE(logged("ERROR\tRenderController: Error parsing file."));
 
+    corvix_test::makeDirs(tmp("folder.xml"));  // not a file: unreadable, not a crash
+    RenderController folder(tmp("folder.xml").c_str());
+    EXPECT_TRUE(logged("ERROR\tCould not load render control file: " + tmp("folder.xml")));
+
     writeFile(tmp("other.xml"), "<settings/>");
     RenderController noRenderer(tmp("other.xml").c_str());
     EXPECT_TRUE(logged("ERROR\tRender control file " + tmp("other.xml") +
