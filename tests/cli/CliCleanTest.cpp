@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "CliMain.h"
+#include "CliTest.h"
 #include "TestEnvironment.h"
 
 using corvix_test::exists;
@@ -13,7 +13,7 @@ using corvix_test::writeFile;
 
 namespace {
 
-class CleanCommandTest : public SandboxTest {
+class CleanCommandTest : public corvix_test::CliTest {
   protected:
     void SetUp() override {
         SandboxTest::SetUp();
@@ -28,24 +28,17 @@ class CleanCommandTest : public SandboxTest {
     std::string product(const std::string& item) const {
         return root() + "/Library/Application Support/Orvanta Software/CorvixPro/" + item;
     }
-    int clean(std::vector<const char*> arguments, const std::string& input = "",
+    int clean(const std::vector<std::string>& arguments, const std::string& input = "",
               bool interactive = false) {
-        arguments.insert(arguments.begin(), {"corvix-support", "clean"});
-        std::ostringstream out, err;
-        std::istringstream in(input);
         testing::internal::CaptureStderr();  // the cleaner's own diagnostics
-        int code = corvixCliMain(static_cast<int>(arguments.size()), arguments.data(), out, err, in,
-                                 interactive);
+        int code = cli("clean", arguments, input, interactive);
         testing::internal::GetCapturedStderr();
-        _out = out.str();
-        _err = err.str();
         return code;
     }
     bool untouched() const {
         return exists(product("RenderQueue/RQ.txt")) && exists(product("Cache/frame")) &&
                exists(userFolder() + "/corvix.log");
     }
-    std::string _out, _err;
 };
 
 TEST_F(CleanCommandTest, RefusesWithoutTasksOrConfirmation) {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "CliMain.h"
+#include "CliTest.h"
 #include "TestEnvironment.h"
 
 using corvix_test::exists;
@@ -12,25 +12,14 @@ using corvix_test::SandboxTest;
 
 namespace {
 
-class LoggingCommandTest : public SandboxTest {
+class LoggingCommandTest : public corvix_test::CliTest {
   protected:
     std::string config(const char* name) const {
         return home() + "/.config/Orvanta/Corvix/" + name;
     }
     int logging(const char* level = nullptr) {
-        std::vector<const char*> arguments = {"corvix-support", "logging"};
-        if (level) {
-            arguments.push_back(level);
-        }
-        std::ostringstream out, err;
-        std::istringstream in;
-        int code = corvixCliMain(static_cast<int>(arguments.size()), arguments.data(), out, err, in,
-                                 false);
-        _out = out.str();
-        _err = err.str();
-        return code;
+        return cli("logging", level ? std::vector<std::string>{level} : std::vector<std::string>{});
     }
-    std::string _out, _err;
 };
 
 TEST_F(LoggingCommandTest, ShowsAndSetsTheLevel) {

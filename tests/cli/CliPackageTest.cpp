@@ -5,7 +5,7 @@
 #include <set>
 #include <sstream>
 
-#include "CliMain.h"
+#include "CliTest.h"
 #include "SupportPackage.h"
 #include "TestEnvironment.h"
 
@@ -175,22 +175,9 @@ TEST_F(PackageCommandTest, AHangingCommandIsEndedAndThePackageStillMade) {
 }
 
 // In-process: the refusals that come before anything is collected.
-class PackageRefusalTest : public corvix_test::SandboxTest {
+class PackageRefusalTest : public corvix_test::CliTest {
   protected:
-    int run(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), {"corvix-support", "package"});
-        std::vector<const char*> argv;
-        for (const std::string& a : arguments) {
-            argv.push_back(a.c_str());
-        }
-        std::ostringstream out, err;
-        std::istringstream in;
-        int code = corvixCliMain(static_cast<int>(argv.size()), argv.data(), out, err, in, false);
-        _out = out.str();
-        _err = err.str();
-        return code;
-    }
-    std::string _out, _err;
+    int run(const std::vector<std::string>& arguments) { return cli("package", arguments); }
 };
 
 TEST_F(PackageRefusalTest, BadInputIsRefusedWithItsReasonAndNothingIsCreated) {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "CliMain.h"
+#include "CliTest.h"
 #include "TestEnvironment.h"
 
 using corvix_test::exists;
@@ -43,20 +43,10 @@ size_t occurrences(const std::string& text, const std::string& what) {
     return count;
 }
 
-class SweepCommandTest : public SandboxTest {
+class SweepCommandTest : public corvix_test::CliTest {
   protected:
     std::string sweepLog() const { return home() + "/.config/Orvanta/Corvix/CorvixSupport.log"; }
-    int sweep(std::vector<const char*> arguments) {
-        arguments.insert(arguments.begin(), {"corvix-support", "sweep"});
-        std::ostringstream out, err;
-        std::istringstream in;
-        int code = corvixCliMain(static_cast<int>(arguments.size()), arguments.data(), out, err, in,
-                                 false);
-        _out = out.str();
-        _err = err.str();
-        return code;
-    }
-    std::string _out, _err;
+    int sweep(const std::vector<std::string>& arguments) { return cli("sweep", arguments); }
 };
 
 TEST_F(SweepCommandTest, PrintsRemovedPathsAndAppendsToTheSweepLog) {
