@@ -28,19 +28,12 @@
 #include <string>
 #include <vector>
 
-namespace {
+#include "BenchData.h"
+using bench::binaryData;
+using bench::optionValue;
+using bench::Rng;
 
-struct Rng {
-    uint64_t s;
-    explicit Rng(uint64_t seed) : s(seed * 0x9E3779B97F4A7C15ULL + 1) {}
-    uint64_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return s;
-    }
-    unsigned below(unsigned n) { return static_cast<unsigned>(next() % n); }
-};
+namespace {
 
 const char* const kWords[] = {
     "render", "frame",   "cache",   "queue",    "layer",  "composition", "effect", "project",
@@ -95,37 +88,6 @@ std::string queueText(Rng& rng, size_t size) {
 }
 
 // Binary: runs of random bytes (incompressible), of counting integers and of repeated records.
-std::string binaryData(Rng& rng, size_t size) {
-    std::string out;
-    out.reserve(size + 8192);
-    while (out.size() < size) {
-        unsigned kind = rng.below(3);
-        size_t run = 512 + rng.below(8192);
-        if (kind == 0) {
-            for (size_t i = 0; i < run; i += 8) {
-                uint64_t v = rng.next();
-                out.append(reinterpret_cast<const char*>(&v), 8);
-            }
-        } else if (kind == 1) {
-            uint32_t base = static_cast<uint32_t>(rng.next());
-            for (size_t i = 0; i < run; i += 4) {
-                uint32_t v = base + static_cast<uint32_t>(i / 4) + rng.below(4);
-                out.append(reinterpret_cast<const char*>(&v), 4);
-            }
-        } else {
-            char record[64];
-            for (char& c : record) {
-                c = static_cast<char>(rng.below(256));
-            }
-            for (size_t i = 0; i < run; i += sizeof record) {
-                out.append(record, sizeof record);
-            }
-        }
-    }
-    out.resize(size);
-    return out;
-}
-
 void makeDirs(const std::string& path) {
     for (size_t slash = 1; slash != std::string::npos;) {
         slash = path.find('/', slash + 1);
@@ -254,15 +216,6 @@ int measure(const std::string& resultPath, char** argv) {
     }
     fprintf(result, "%.3f %.3f %ld %d\n", wall, cpu, usage.ru_maxrss, code);
     return fclose(result) == 0 ? code : 2;
-}
-
-uint64_t optionValue(int argc, char** argv, const char* name, uint64_t fallback) {
-    for (int i = 0; i + 1 < argc; ++i) {
-        if (strcmp(argv[i], name) == 0) {
-            return strtoull(argv[i + 1], nullptr, 10);
-        }
-    }
-    return fallback;
 }
 
 }  // namespace

@@ -33,6 +33,9 @@
 
 #include "CprSweep.h"
 
+#include "BenchData.h"
+using bench::median;
+
 namespace {
 
 const char* const kTargets[] = {".CorvixPro2ProjectConfig.cpr", ".CorvixProProjectConfig.cpr"};
@@ -233,12 +236,6 @@ Run runFind(const Tree& tree, bool literal = false) {
         _exit(127);
     }
     return timeChild(child, start);
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
 }  // namespace

@@ -30,21 +30,15 @@
 
 #include "ZipBuilder.h"
 
+#include "BenchData.h"
+using bench::binaryData;
+using bench::median;
+using bench::optionValue;
+using bench::Rng;
+
 namespace {
 
 // ---- deterministic data ------------------------------------------------------------------------
-
-struct Rng {
-    uint64_t s;
-    explicit Rng(uint64_t seed) : s(seed * 0x9E3779B97F4A7C15ULL + 1) {}
-    uint64_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return s;
-    }
-    unsigned below(unsigned n) { return static_cast<unsigned>(next() % n); }
-};
 
 const char* const kWords[] = {
     "render",  "frame",    "cache",  "queue",  "layer",   "composition", "effect",  "project",
@@ -88,38 +82,6 @@ std::string plainText(Rng& rng, size_t size) {
         for (unsigned i = 0; i < words; ++i) {
             out += kWords[rng.below(kWordCount)];
             out += i + 1 < words ? " " : ".\n";
-        }
-    }
-    out.resize(size);
-    return out;
-}
-
-// Binary: runs of random bytes (incompressible), of small integers and of repeated records.
-std::string binaryData(Rng& rng, size_t size) {
-    std::string out;
-    out.reserve(size + 8192);
-    while (out.size() < size) {
-        unsigned kind = rng.below(3);
-        size_t run = 512 + rng.below(8192);
-        if (kind == 0) {
-            for (size_t i = 0; i < run; i += 8) {
-                uint64_t v = rng.next();
-                out.append(reinterpret_cast<const char*>(&v), 8);
-            }
-        } else if (kind == 1) {
-            uint32_t base = static_cast<uint32_t>(rng.next());
-            for (size_t i = 0; i < run; i += 4) {
-                uint32_t v = base + static_cast<uint32_t>(i / 4) + rng.below(4);
-                out.append(reinterpret_cast<const char*>(&v), 4);
-            }
-        } else {
-            char record[64];
-            for (char& c : record) {
-                c = static_cast<char>(rng.below(256));
-            }
-            for (size_t i = 0; i < run; i += sizeof record) {
-                out.append(record, sizeof record);
-            }
         }
     }
     out.resize(size);
@@ -235,11 +197,6 @@ uint64_t fileSize(const std::string& path) {
     return stat(path.c_str(), &st) == 0 ? static_cast<uint64_t>(st.st_size) : 0;
 }
 
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
-
 std::string selfPath() {
     char buffer[4096];
     ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
@@ -352,15 +309,6 @@ int memoryBenchmark(const std::string& workDir, uint64_t sizeGiB) {
     removeTree(staging);
     unlink(archive.c_str());
     return r.status == 0 ? 0 : 1;
-}
-
-uint64_t optionValue(int argc, char** argv, const char* name, uint64_t fallback) {
-    for (int i = 0; i + 1 < argc; ++i) {
-        if (strcmp(argv[i], name) == 0) {
-            return strtoull(argv[i + 1], nullptr, 10);
-        }
-    }
-    return fallback;
 }
 
 }  // namespace
