@@ -126,6 +126,10 @@ void runRenderers(const RenderersOptions& options, CliContext& context) {
     ExternalRenderManager manager;
     bool pinning = options._pin->parsed();
     if (!pinning && !options._discover->parsed()) {
+        if (manager.getRenderers().empty() && !options._json) {
+            context.err << "No render control files in " << ExternalRenderManager::rendererFolder()
+                        << "\n";
+        }
         printRows(manager.getRenderers(), options._json, context.out);
         context.exitCode = kCliSuccess;
         return;

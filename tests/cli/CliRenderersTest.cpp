@@ -56,6 +56,9 @@ TEST_F(RenderersCommandTest, ListsTheRowsAsTextAndJson) {
     unlink((_folder + "/c4d.xml").c_str());
     EXPECT_EQ(0, renderers({"--json"}));
     EXPECT_EQ("[]\n", _out);
+    EXPECT_EQ(0, renderers({}));
+    EXPECT_EQ("", _out);
+    EXPECT_EQ("No render control files in " + _folder + "\n", _err);
 }
 
 TEST_F(RenderersCommandTest, PinAndDiscoverRewriteTheOverridesFile) {
