@@ -1,0 +1,130 @@
+// QuadenPISSRenderQueue: the product's queue of background render jobs, "RQ.txt" in the render
+// queue folder ("DirectoryLocationOfRenderQueue" of the global settings, else the default folder
+// below the machine root). The folder also holds "ShadowRQ.txt" (every Commit writes it first and
+// then copies it over "RQ.txt"), "RQ-History.txt" (retired jobs, appended) and the folder
+// "RQProjects" with the counter "cpro2-count.cpr" for backup project names.
+//
+// File format: one block per item, indented by tabs exactly so (readers split on blanks and do
+// not depend on it):
+//   {
+//   <TAB>group string<TAB>key value          (or "group int<TAB>key number")
+//   <TAB>{                                   the module list, written also when empty
+//   <TAB><TAB>{                              one module
+//   <TAB><TAB><TAB>group string<TAB>key value
+//   <TAB><TAB>}
+//   <TAB>}
+//   }
+//
+// Lifecycle: construct (builds the paths and folders), StartTransaction (loads "RQ.txt" and keeps
+// it open), change the list in memory, Commit (rewrites through the shadow and lets go of the
+// file), destroy. The held handle of "RQ.txt" is the queue's lock between the product's
+// processes; it is a convention, not an exclusive lock: another process's StartTransaction still
+// opens the file while it is held, and two processes committing at once can lose each other's
+// items or leave a torn "RQ.txt". A torn file loads with warnings in the log; the items read
+// before the damage stay in the list.
+//
+// The reader keeps the product's quirks, which files in the field depend on:
+// - An item written without modules reads back with one empty module, swallows the block after
+//   it (as a module list) and, when it is the last block, is dropped. Writers always give an
+//   item at least one module.
+// - An unfinished last item is dropped while the load reports success.
+// - Ids are the item count at the time of appending and are never renumbered: after a deletion a
+//   new item can get the id of an existing one; lookups by id take the first.
+// - MoveRenderQueueItemToHistory writes the item with the given id but removes the item at
+//   position id - 1, which is the same item only while ids equal positions.
+//
+// Ownership: the queue owns every item appended to it and frees it on deletion or destruction.
+// Items handed out by the iteration and lookups stay owned by the queue.
+//
+// Threads: no mutex; one queue object is used by one thread at a time.
+//
+// Failures are logged through the product log (warnings for the reader and the lock, errors for
+// construction, commit and history) and reported as 0; nothing throws.
+#ifndef QUADEN_PISSRENDERQUEUE_H
+#define QUADEN_PISSRENDERQUEUE_H
+
+#include <cstdio>
+
+#include "Quaden_PISSRenderQueueItem.h"
+
+class QuadenPISSRenderQueue {
+  public:
+    QuadenPISSRenderQueue();
+    ~QuadenPISSRenderQueue();
+    QuadenPISSRenderQueue(const QuadenPISSRenderQueue&) = delete;
+    QuadenPISSRenderQueue& operator=(const QuadenPISSRenderQueue&) = delete;
+
+    // Empties the list and reloads it from "RQ.txt", which stays open as the lock. A missing file
+    // is created empty: 1 with an empty list. 0 when it cannot be created or opened (21 attempts,
+    // 1 ms apart) or holds a fault (the items before it stay in the list).
+    int StartTransaction();
+    // Writes the list to "ShadowRQ.txt", lets go of the lock and copies the shadow over "RQ.txt"
+    // in chunks of 1024 bytes. 0 when the shadow cannot be written ("RQ.txt" untouched, the lock
+    // still held) or the copy breaks off ("RQ.txt" partly written).
+    int Commit();
+    // Closes the held handle of "RQ.txt": 1 when one was open, else 0.
+    int CloseFileIfOpen();
+
+    int PrepareRenderQueueList();
+    QuadenPISSRenderQueueItem* GetNextRenderQueueItemInList();
+    // The item of the first node with that id; null for an id below 1 or not found.
+    QuadenPISSRenderQueueItem* GetSpecificRenderQueueItemInList(int id);
+    int NumberOfRenderQueueItemsInList() const { return _count; }
+
+    // Takes ownership of item and appends it with id count + 1. Null gives 0.
+    int AddNewRenderQueueItem(QuadenPISSRenderQueueItem* item);
+    // Appends item unless an existing item has every entry of item's group with equal values
+    // (an item without entries counts as a duplicate of any item). 1 when appended (the queue
+    // owns it), 0 when refused (the caller keeps it). Costs one pass over every item in the
+    // queue: the check that keeps a job from being queued twice.
+    int AddNewRenderQueueItem(QuadenPISSRenderQueueItem* item, const char* group);
+    // Remove and free the first node with that id, or the node at that 0-based position; 0 when
+    // there is none.
+    int DeleteRenderQueueItem(int id);
+    int DeleteRenderQueueItemAtIndex(int index);
+    int DeleteAllRenderQueueItems();
+    // Moves the item with id from before the item with id to; to an id that no node has moves it
+    // to the end. from == to and to == from + 1 change nothing. 1 on success; 0 for an id below 1
+    // or no item with id from.
+    int MoveRenderQueueItem(int from, int to);
+    // Appends the item with that id to "RQ-History.txt" and removes the item at position id - 1
+    // from the list ("RQ.txt" changes at the next Commit). 0 when the history file cannot be
+    // opened or no item has that id (nothing is removed then).
+    int MoveRenderQueueItemToHistory(int id);
+    // Writes "<projects folder>CPro2BGRQProject_<n>.aep" into dst (cut to size - 1), n counting
+    // 1, 2, ... across calls and processes through "cpro2-count.cpr". 0 without a projects folder
+    // or when the counter cannot be stored (so a number is never handed out twice).
+    int CreateBackupProjectName(char* dst, int size);
+
+    // The paths the queue works on (null when they could not be built).
+    const char* getRenderQueueFilePath() const { return _queuePath; }
+    const char* getShadowFilePath() const { return _shadowPath; }
+    const char* getProjectsFolderPath() const { return _projectsPath; }
+
+  private:
+    struct sRenderQueueNode {
+        QuadenPISSRenderQueueItem* _item;
+        int _id;
+        sRenderQueueNode* _next;
+    };
+
+    int readItem(FILE* file, int* complete);
+    int readOutputModuleList(FILE* file, QuadenPISSRenderQueueItem* item);
+    sRenderQueueNode* findNode(int id, sRenderQueueNode** previous);
+    void unlinkNode(sRenderQueueNode* node, sRenderQueueNode* previous);
+    int copyShadowOverQueue();
+    static int isDuplicate(QuadenPISSRenderQueueItem* item, QuadenPISSRenderQueueItem* existing,
+                           const char* group);
+
+    char* _queuePath;
+    int _count;
+    FILE* _lock;
+    sRenderQueueNode* _first;
+    sRenderQueueNode* _last;
+    sRenderQueueNode* _cursor;
+    char* _shadowPath;
+    char* _projectsPath;
+    const char* _separators;
+};
+
+#endif

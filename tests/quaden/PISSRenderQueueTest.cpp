@@ -1,0 +1,281 @@
+// The render queue "RQ.txt": format, reader quirks, editing, history, backup names, and two
+// processes racing on one queue.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "QuadenStoreTest.h"
+#include "Quaden_PISSRenderQueue.h"
+
+using corvix_test::exists;
+using corvix_test::readFile;
+using corvix_test::writeFile;
+
+namespace {
+
+class RenderQueueTest : public QuadenStoreTest {
+  protected:
+    std::string folder() const { return productFolder() + "RenderQueue/"; }
+    std::string queueFile() const { return folder() + "RQ.txt"; }
+    bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
+
+    // A job as the product queues it: a name, a number and one output module.
+    static QuadenPISSRenderQueueItem* job(const std::string& name, int frames) {
+        auto* item = new QuadenPISSRenderQueueItem();
+        item->Add("job", "Name", name.c_str());
+        item->Add("job", "Frames", frames);
+        auto* module = new QuadenPISSRenderQueueItemOutputModule();
+        module->Add("om", "File", (name + ".mov").c_str());
+        item->AddNewOutputModule(module);
+        return item;
+    }
+    static std::string block(const std::string& name, int frames) {
+        return "{\n\tjob string\tName " + name + "\n\tjob int\tFrames " + std::to_string(frames) +
+               "\n\t{\n\t\t{\n\t\t\tom string\tFile " + name + ".mov\n\t\t}\n\t}\n}\n";
+    }
+    static std::string names(QuadenPISSRenderQueue& queue) {
+        std::string text;
+        queue.PrepareRenderQueueList();
+        while (QuadenPISSRenderQueueItem* item = queue.GetNextRenderQueueItemInList()) {
+            char* name = nullptr;
+            item->GetItem(&name, "job", "Name");
+            text += std::string(name != nullptr ? name : "?") + " ";
+            free(name);
+        }
+        return text;
+    }
+};
+
+TEST_F(RenderQueueTest, FolderComesFromTheSettingsElseTheDefault) {
+    {
+        QuadenPISSRenderQueue queue;
+        EXPECT_EQ(std::string(queue.getRenderQueueFilePath()), queueFile());
+        EXPECT_EQ(std::string(queue.getProjectsFolderPath()), folder() + "RQProjects/");
+        EXPECT_TRUE(exists(folder() + "RQProjects"));
+    }
+    EXPECT_TRUE(
+        logged("ERROR\tRenderQueue::RenderQueue : Could not get General Config item "
+               "default:DirectoryLocationOfRenderQueue\n"));
+    EXPECT_TRUE(logged("ERROR\tInstallation of Orvanta Corvix Pro could be corrupt.\n"));
+    writeFile(productFolder() + "Config.txt",
+              "default string\tDirectoryLocationOfRenderQueue " + tmp("my queue") + "\n");
+    QuadenPISSRenderQueue queue;
+    EXPECT_EQ(std::string(queue.getShadowFilePath()), tmp("my queue/ShadowRQ.txt"));
+    EXPECT_TRUE(exists(tmp("my queue/RQProjects")));
+}
+
+TEST_F(RenderQueueTest, EmptyQueueAndExactRoundTrip) {
+    QuadenPISSRenderQueue queue;
+    ASSERT_EQ(queue.StartTransaction(), 1);
+    EXPECT_TRUE(exists(queueFile()));
+    EXPECT_EQ(queue.NumberOfRenderQueueItemsInList(), 0);
+    ASSERT_EQ(queue.Commit(), 1);
+    EXPECT_EQ(readFile(queueFile()), "");
+    EXPECT_EQ(readFile(folder() + "ShadowRQ.txt"), "");
+    EXPECT_EQ(queue.CloseFileIfOpen(), 0);
+
+    const std::string text =
+        "{\n\tjob string\tName My Comp 1\n\tjob int\tFrames 240\n\t{\n\t\t{\n"
+        "\t\t\tom string\tFile /out/my comp.mov\n\t\t}\n\t}\n}\n";
+    writeFile(queueFile(), text);
+    ASSERT_EQ(queue.StartTransaction(), 1);
+    ASSERT_EQ(queue.NumberOfRenderQueueItemsInList(), 1);
+    QuadenPISSRenderQueueItem* item = queue.GetSpecificRenderQueueItemInList(1);
+    ASSERT_NE(item, nullptr);
+    int frames = 0;
+    EXPECT_EQ(item->GetItem(&frames, "job", "Frames"), 1);
+    EXPECT_EQ(frames, 240);
+    char key[6];
+    char value[8];
+    sRenderQueueItemKVPEntry* next =
+        QuadenPISSRenderQueueItem::getItemData(item->getHeadItem(), key, 6, value, 8);
+    EXPECT_STREQ(key, "Name");
+    EXPECT_STREQ(value, "My Comp");
+    QuadenPISSRenderQueueItem::getItemData(next, key, 6, value, 8);
+    EXPECT_STREQ(value, "240");
+    ASSERT_EQ(item->PrepareOuputModuleList(), 1);
+    char* file = nullptr;
+    EXPECT_EQ(item->GetNextOutputModuleInList()->GetItem(&file, "om", "File"), 1);
+    EXPECT_STREQ(file, "/out/my comp.mov");
+    free(file);
+    ASSERT_EQ(queue.Commit(), 1);
+    EXPECT_EQ(readFile(queueFile()), text);
+    EXPECT_EQ(readFile(folder() + "ShadowRQ.txt"), text);
+}
+
+TEST_F(RenderQueueTest, ReaderQuirksAndFaults) {
+    // An item without modules: its list's "}" is taken for an empty module, its own "}" ends the
+    // list, and the next block is read into it as module lists (its int entry ends the first of
+    // them); B is lost.
+    writeFile(queueFile(), "{\n\tjob string\tName A\n\t{\n\t}\n}\n" + block("B", 2));
+    QuadenPISSRenderQueue queue;
+    ASSERT_EQ(queue.StartTransaction(), 1);
+    ASSERT_EQ(queue.NumberOfRenderQueueItemsInList(), 1);
+    QuadenPISSRenderQueueItem* item = queue.GetSpecificRenderQueueItemInList(1);
+    EXPECT_EQ(item->NumberOfKeyValuePairsInList(), 1);
+    ASSERT_EQ(item->NumberOfOutputModulesInList(), 2);
+    item->PrepareOuputModuleList();
+    EXPECT_EQ(item->GetNextOutputModuleInList()->GetNumberOfKVPEntries(), 0);
+    EXPECT_EQ(item->GetNextOutputModuleInList()->GetNumberOfKVPEntries(), 1);
+    for (const char* warning :
+         {"} reached without a corresponding { token\n",
+          "Key Value reached without a corresponding { token\n", "int type not yet supported\n"}) {
+        EXPECT_TRUE(logged(std::string("WARNING\tProcessOutputModuleItem: ") + warning));
+    }
+
+    // An unfinished last item is dropped and the load succeeds; "[" fails it, keeping A.
+    writeFile(queueFile(), block("A", 1) + "\n" + block("B", 2).substr(0, 30));
+    ASSERT_EQ(queue.StartTransaction(), 1);
+    EXPECT_EQ(names(queue), "A ");
+    writeFile(queueFile(), block("A", 1) + "[\n" + block("B", 2));
+    EXPECT_EQ(queue.StartTransaction(), 0);
+    EXPECT_EQ(names(queue), "A ");
+    EXPECT_TRUE(
+        logged("WARNING\tStartTransaction: Invalid start to Render Queue item: No "
+               "opening '{', instead '['\n"));
+    writeFile(queueFile(), "{\n\tjob string\tName A\n\n}\n");
+    EXPECT_EQ(queue.StartTransaction(), 0);
+    EXPECT_TRUE(logged("ProcessRenderQueueItem: EOF reached prematurely in Render Queue item\n"))
+        << logText();
+}
+
+TEST_F(RenderQueueTest, MovingDeletingIdsAndDuplicates) {
+    QuadenPISSRenderQueue queue;
+    ASSERT_EQ(queue.StartTransaction(), 1);
+    for (const char* name : {"A", "B", "C"}) {
+        ASSERT_EQ(queue.AddNewRenderQueueItem(job(name, 1), "job"), 1);
+    }
+    EXPECT_EQ(queue.MoveRenderQueueItem(2, 3), 1);
+    EXPECT_EQ(names(queue), "A B C ");
+    EXPECT_EQ(queue.MoveRenderQueueItem(3, 1), 1);
+    EXPECT_EQ(names(queue), "C A B ");
+    EXPECT_EQ(queue.MoveRenderQueueItem(1, 99), 1);
+    EXPECT_EQ(names(queue), "C B A ");
+    EXPECT_EQ(queue.MoveRenderQueueItem(7, 1), 0);
+
+    // A job already queued is refused; one that differs in a number is not.
+    QuadenPISSRenderQueueItem* again = job("B", 1);
+    EXPECT_EQ(queue.AddNewRenderQueueItem(again, "job"), 0);
+    EXPECT_TRUE(logged("ERROR\tDeveloper Error!!! Quaden_PISSRenderQueue  "));
+    delete again;
+    QuadenPISSRenderQueueItem empty;
+    EXPECT_EQ(queue.AddNewRenderQueueItem(&empty, "job"), 0);
+
+    // Ids are never renumbered: after deleting id 1 the next item gets id 3 again.
+    EXPECT_EQ(queue.DeleteRenderQueueItem(1), 1);
+    EXPECT_EQ(queue.DeleteRenderQueueItem(1), 0);
+    ASSERT_EQ(queue.AddNewRenderQueueItem(job("D", 2), "job"), 1);
+    EXPECT_EQ(names(queue), "C B D ");
+    char* name = nullptr;
+    queue.GetSpecificRenderQueueItemInList(3)->GetItem(&name, "job", "Name");
+    EXPECT_STREQ(name, "C");
+    free(name);
+    ASSERT_EQ(queue.Commit(), 1);
+    EXPECT_EQ(readFile(queueFile()), block("C", 1) + block("B", 1) + block("D", 2));
+}
+
+TEST_F(RenderQueueTest, HistoryRemovesByPosition) {
+    QuadenPISSRenderQueue queue;
+    ASSERT_EQ(queue.StartTransaction(), 1);
+    for (const char* name : {"A", "B", "C"}) {
+        queue.AddNewRenderQueueItem(job(name, 1));
+    }
+    ASSERT_EQ(queue.DeleteRenderQueueItem(1), 1);
+    // B (id 2) goes to the history, but position 1 is C, which is the one removed.
+    EXPECT_EQ(queue.MoveRenderQueueItemToHistory(2), 1);
+    EXPECT_EQ(readFile(folder() + "RQ-History.txt"), block("B", 1));
+    EXPECT_EQ(names(queue), "B ");
+    EXPECT_EQ(queue.MoveRenderQueueItemToHistory(5), 0);
+    EXPECT_EQ(names(queue), "B ");
+    EXPECT_TRUE(
+        logged("ERROR\tQuadenPISSRenderQueue::MoveRenderQueueItemToHistory -=- Unable to "
+               "find item [5] to move to history.\n"));
+}
+
+TEST_F(RenderQueueTest, BackupNamesCountOnAcrossQueues) {
+    char name[1100];
+    {
+        QuadenPISSRenderQueue queue;
+        ASSERT_EQ(queue.CreateBackupProjectName(name, sizeof name), 1);
+        EXPECT_EQ(std::string(name), folder() + "RQProjects/CPro2BGRQProject_1.aep");
+    }
+    QuadenPISSRenderQueue queue;
+    ASSERT_EQ(queue.CreateBackupProjectName(name, sizeof name), 1);
+    EXPECT_EQ(std::string(name), folder() + "RQProjects/CPro2BGRQProject_2.aep");
+    EXPECT_EQ(readFile(folder() + "RQProjects/cpro2-count.cpr"), "2\n");
+    writeFile(folder() + "RQProjects/cpro2-count.cpr", "0x10\n");
+    ASSERT_EQ(queue.CreateBackupProjectName(name, 12), 1);
+    EXPECT_EQ(std::string(name), folder().substr(0, 11));
+    EXPECT_EQ(readFile(folder() + "RQProjects/cpro2-count.cpr"), "17\n");
+}
+
+// Two processes, each adding 200 jobs with start, add and commit, on one queue. The open handle
+// is the only coordination, so items are lost and "RQ.txt" may be torn; what must hold is that
+// nothing crashes and that what loads afterwards is made of whole jobs, or comes with the
+// reader's warnings. The figures go to standard output for the record.
+TEST_F(RenderQueueTest, TwoProcessesRacingLoseItemsButNeverCrash) {
+    { QuadenPISSRenderQueue setup; }
+    const int kRounds = 200;
+    pid_t children[2];
+    for (int child = 0; child < 2; ++child) {
+        children[child] = fork();
+        ASSERT_GE(children[child], 0);
+        if (children[child] == 0) {
+            QuadenPISSRenderQueue queue;
+            for (int round = 0; round < kRounds; ++round) {
+                if (!queue.StartTransaction()) {
+                    queue.CloseFileIfOpen();
+                    continue;
+                }
+                queue.AddNewRenderQueueItem(
+                    job("c" + std::to_string(child) + "-" + std::to_string(round), round));
+                queue.Commit();
+            }
+            _exit(0);
+        }
+    }
+    for (pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+    }
+
+    const std::string text = readFile(queueFile());
+    const size_t logBefore = logText().size();
+    QuadenPISSRenderQueue queue;
+    const int loaded = queue.StartTransaction();
+    const bool warned = logText().find("WARNING\t", logBefore) != std::string::npos;
+    const int count = queue.NumberOfRenderQueueItemsInList();
+    EXPECT_LE(count, 2 * kRounds);
+    EXPECT_TRUE(loaded == 1 || warned);
+    int whole = 0;
+    queue.PrepareRenderQueueList();
+    while (QuadenPISSRenderQueueItem* item = queue.GetNextRenderQueueItemInList()) {
+        char* name = nullptr;
+        char* file = nullptr;
+        int round = -1;
+        item->GetItem(&name, "job", "Name");
+        item->GetItem(&round, "job", "Frames");
+        if (item->PrepareOuputModuleList()) {
+            item->GetNextOutputModuleInList()->GetItem(&file, "om", "File");
+        }
+        const std::string expected = "-" + std::to_string(round);
+        whole += name != nullptr && file != nullptr && item->NumberOfKeyValuePairsInList() == 2 &&
+                 item->NumberOfOutputModulesInList() == 1 &&
+                 (std::string(name) == "c0" + expected || std::string(name) == "c1" + expected) &&
+                 std::string(name) + ".mov" == file;
+        free(name);
+        free(file);
+    }
+    EXPECT_TRUE(whole == count || warned) << whole << " whole of " << count;
+    // Torn: the file is not exactly the blocks of the items read from it.
+    ASSERT_EQ(queue.Commit(), 1);
+    const bool torn = readFile(queueFile()) != text;
+    printf("[ race ] %d of %d items survived; RQ.txt %s (%zu bytes)%s\n", count, 2 * kRounds,
+           torn ? "torn" : "whole", text.size(), warned ? "; the reader warned" : "");
+}
+
+}  // namespace
