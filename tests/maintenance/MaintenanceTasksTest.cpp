@@ -11,7 +11,6 @@
 #include "VeskConfig.h"
 
 using corvix_test::exists;
-using corvix_test::makeDirs;
 using corvix_test::SandboxTest;
 using corvix_test::writeFile;
 
@@ -47,21 +46,12 @@ class MaintenanceTasksTest : public SandboxTest {
         return root() + "/Library/Application Support/Orvanta Software/CorvixPro2/" + item;
     }
     void makeState() {
-        makeDirs(product("RenderQueue"));
-        writeFile(product("RenderQueue/RQ.txt"), "q");
-        makeDirs(product("Cache"));
-        writeFile(product("Cache/frame"), "f");
-        writeFile(product("Config.txt"), "c");
-        writeFile(product("FrameCache.cpr"), "r");
-        makeDirs(userFolder());
+        for (const char* item :
+             {"RenderQueue/RQ.txt", "Cache/frame", "Config.txt", "FrameCache.cpr"}) {
+            writeFile(product(item), "x");
+        }
         writeFile(userFolder() + "corvix.log", "l");
         writeFile(userFolder() + "CorvixPro2.cfg", "x");
-    }
-    void writeLogging(const char* fileName, const char* logging, const char* dev) {
-        VeskConfig config("/", fileName);
-        config.setValue("corvix.logging", logging);
-        config.setValue("corvix.dev.logging", dev);
-        config.writeToDisk();
     }
     std::string value(const char* fileName, const char* key) {
         VeskConfig config("/", fileName);
@@ -72,32 +62,20 @@ class MaintenanceTasksTest : public SandboxTest {
     ScriptedDialogs _dialogs;
 };
 
-TEST_F(MaintenanceTasksTest, NothingSelectedOrDeclinedDeletesNothing) {
+TEST_F(MaintenanceTasksTest, TasksRunOnlyWhenSelectedAndConfirmed) {
     makeState();
-    MaintenanceReport report = MaintenanceTasks::execute(MaintenanceSelection{}, _dialogs);
-    EXPECT_FALSE(report.ran);
-    EXPECT_EQ(std::vector<std::string>{std::to_string(MaintenanceDialogs::kNoTasksSelected) +
-                                       " No maintenance tasks have been selected. | Please "
-                                       "check off some maintenance tasks to perform and try "
-                                       "again."},
-              _dialogs.shown);
-
-    _dialogs.shown.clear();
+    const MaintenanceSelection all{true, true, true, true};
+    EXPECT_FALSE(MaintenanceTasks::execute(MaintenanceSelection{}, _dialogs).ran);
     _dialogs.answerYes = false;
-    report = MaintenanceTasks::execute(MaintenanceSelection{true, true, true, true}, _dialogs);
-    EXPECT_FALSE(report.ran);
-    EXPECT_EQ(std::vector<std::string>{kQuestion}, _dialogs.shown);
+    EXPECT_FALSE(MaintenanceTasks::execute(all, _dialogs).ran);
     for (const char* item : {"RenderQueue/RQ.txt", "Cache/frame", "Config.txt", "FrameCache.cpr"}) {
         EXPECT_TRUE(exists(product(item))) << item;
     }
     EXPECT_TRUE(exists(userFolder() + "corvix.log"));
-}
 
-TEST_F(MaintenanceTasksTest, AllTasksRunAndReportTheirCounts) {
-    makeState();
+    _dialogs.answerYes = true;
     testing::internal::CaptureStderr();
-    MaintenanceReport report =
-        MaintenanceTasks::execute(MaintenanceSelection{true, true, true, true}, _dialogs);
+    MaintenanceReport report = MaintenanceTasks::execute(all, _dialogs);
     testing::internal::GetCapturedStderr();
     EXPECT_TRUE(report.ran);
     EXPECT_FALSE(report.failed);
@@ -105,7 +83,12 @@ TEST_F(MaintenanceTasksTest, AllTasksRunAndReportTheirCounts) {
     EXPECT_EQ(1, report.logFiles.value_or(-1));
     EXPECT_EQ(1, report.configFiles.value_or(-1));
     EXPECT_EQ(1, report.cacheFiles.value_or(-1));
-    EXPECT_EQ((std::vector<std::string>{kQuestion, kCompleted}), _dialogs.shown);
+    EXPECT_EQ((std::vector<std::string>{std::to_string(MaintenanceDialogs::kNoTasksSelected) +
+                                            " No maintenance tasks have been selected. | Please "
+                                            "check off some maintenance tasks to perform and try "
+                                            "again.",
+                                        kQuestion, kQuestion, kCompleted}),
+              _dialogs.shown);
     for (const char* item : {"RenderQueue", "Cache", "Config.txt", "FrameCache.cpr"}) {
         EXPECT_FALSE(exists(product(item))) << item;
     }
@@ -139,8 +122,7 @@ TEST_F(MaintenanceTasksTest, LogFailureSkipsLaterTasksAndStillCompletes) {
 
 TEST_F(MaintenanceTasksTest, LoggingLevelIsReadFromBothFilesAndWrittenToTheSecond) {
     EXPECT_EQ(kLoggingOff, MaintenanceTasks::readLoggingLevel());
-    EXPECT_TRUE(exists(userFolder() + "corvix.cfg"));
-    EXPECT_TRUE(exists(userFolder() + "CorvixPro2.cfg"));
+    EXPECT_TRUE(exists(userFolder() + "corvix.cfg") && exists(userFolder() + "CorvixPro2.cfg"));
 
     MaintenanceTasks::writeLoggingLevel(kLoggingDeveloper, _dialogs);
     EXPECT_EQ("1", value("CorvixPro2.cfg", "corvix.dev.logging"));
@@ -152,13 +134,13 @@ TEST_F(MaintenanceTasksTest, LoggingLevelIsReadFromBothFilesAndWrittenToTheSecon
                                        "after you restart After Effects."},
               _dialogs.shown);
 
-    MaintenanceTasks::writeLoggingLevel(kLoggingOn, _dialogs);
-    EXPECT_EQ("1", value("CorvixPro2.cfg", "corvix.logging"));
-    EXPECT_EQ("0", value("CorvixPro2.cfg", "corvix.dev.logging"));
-    EXPECT_EQ(kLoggingOn, MaintenanceTasks::readLoggingLevel());
-
     // The second file decides wherever it has a value.
-    writeLogging("corvix.cfg", "1", "1");
+    {
+        VeskConfig first("/", "corvix.cfg");
+        first.setValue("corvix.logging", "1");
+        first.setValue("corvix.dev.logging", "1");
+        first.writeToDisk();
+    }
     MaintenanceTasks::writeLoggingLevel(7, _dialogs);
     EXPECT_EQ("0", value("CorvixPro2.cfg", "corvix.logging"));
     EXPECT_EQ(kLoggingOff, MaintenanceTasks::readLoggingLevel());

@@ -109,26 +109,22 @@ TEST_F(RenderControlInfoTest, OverridePathAppliesToEveryExecutableUnlessIgnored)
     EXPECT_FALSE(nameless->getExecutable()->isOverridden());
 }
 
-// Executables declared for versions 9, 10 and 11 of one installed program.
-TEST_F(RenderControlInfoTest, ChoosesTheDeclaredVersionNotAboveTheInstalledOne) {
+// The declared version not above the installed one (9, 10 and 11 declared; 10.1, then 9.5
+// installed); among undeclared ones the program with the highest installed version.
+TEST_F(RenderControlInfoTest, ChoosesTheExecutableByInstalledVersion) {
     std::string executables;
     for (const char* version : {"10", "9", "11"}) {
         executables += std::string("<executable version=\"") + version +
                        "\">($APPDIR)/Cinema.app/Contents/MacOS/Cinema</executable>";
     }
-    makeBundle(applications() + "/Cinema.app", "Cinema", "10.1");
-    auto newer = controlInfoFrom(renderer(executables));
-    ASSERT_NE(nullptr, newer);
-    EXPECT_EQ("10.1", newer->getProducts().at(0).first);
-    EXPECT_STREQ("10", newer->getExecutable()->getVersionString());
+    for (const auto& [installed, chosen] : {std::pair{"10.1", "10"}, std::pair{"9.5", "9"}}) {
+        makeBundle(applications() + "/Cinema.app", "Cinema", installed);
+        auto info = controlInfoFrom(renderer(executables));
+        ASSERT_NE(nullptr, info);
+        EXPECT_EQ(installed, info->getProducts().at(0).first);
+        EXPECT_STREQ(chosen, info->getExecutable()->getVersionString());
+    }
 
-    makeBundle(applications() + "/Cinema.app", "Cinema", "9.5");
-    auto older = controlInfoFrom(renderer(executables));
-    ASSERT_NE(nullptr, older);
-    EXPECT_STREQ("9", older->getExecutable()->getVersionString());
-}
-
-TEST_F(RenderControlInfoTest, ChoosesTheProgramWithTheHighestInstalledVersion) {
     makeBundle(applications() + "/C96.app", "Cinema", "9.6");
     makeBundle(applications() + "/C101.app", "Cinema", "10.1");
     makeExecutable(tmp("bin/plain"));
