@@ -418,16 +418,20 @@ int QuadenPISSRenderQueue::isDuplicate(QuadenPISSRenderQueueItem* item,
     return 1;
 }
 
+void QuadenPISSRenderQueue::destroyNode(sRenderQueueNode* node, sRenderQueueNode* previous) {
+    unlinkNode(node, previous);
+    delete node->_item;
+    delete node;
+    --_count;
+}
+
 int QuadenPISSRenderQueue::DeleteRenderQueueItem(int id) {
     sRenderQueueNode* previous = nullptr;
     sRenderQueueNode* node = findNode(id, &previous);
     if (node == nullptr) {
         return 0;
     }
-    unlinkNode(node, previous);
-    delete node->_item;
-    delete node;
-    --_count;
+    destroyNode(node, previous);
     return 1;
 }
 
@@ -444,10 +448,7 @@ int QuadenPISSRenderQueue::DeleteRenderQueueItemAtIndex(int index) {
     if (node == nullptr) {
         return 0;
     }
-    unlinkNode(node, previous);
-    delete node->_item;
-    delete node;
-    --_count;
+    destroyNode(node, previous);
     return 1;
 }
 

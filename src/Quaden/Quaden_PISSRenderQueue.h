@@ -112,6 +112,8 @@ class QuadenPISSRenderQueue {
     int readOutputModuleList(FILE* file, QuadenPISSRenderQueueItem* item);
     sRenderQueueNode* findNode(int id, sRenderQueueNode** previous);
     void unlinkNode(sRenderQueueNode* node, sRenderQueueNode* previous);
+    // Unlinks node and deletes it with its item.
+    void destroyNode(sRenderQueueNode* node, sRenderQueueNode* previous);
     int copyShadowOverQueue();
     static int isDuplicate(QuadenPISSRenderQueueItem* item, QuadenPISSRenderQueueItem* existing,
                            const char* group);
