@@ -11,6 +11,7 @@
 
 #include "CprSweepObserver.h"
 #include "SupportPackage.h"
+#include "VeskDiagnostics.h"
 #include "VeskLog.h"
 #include "VeskPlatform.h"
 
@@ -21,11 +22,11 @@ namespace {
 // Paths live in 1025-byte buffers filled with at most 1024 characters; longer ones are cut.
 const size_t kPathBuffer = 1025;
 
-const char* const kProductFolder = "/Library/Application Support/Orvanta Software/CorvixPro/";
-const char* const kProduct2Folder = "/Library/Application Support/Orvanta Software/CorvixPro2/";
+const int kProductFolder = 1;
+const int kProduct2Folder = 2;
 
-std::string productPath(const char* productFolder, const char* item) {
-    return vesk_machinePath(std::string(productFolder) + item);
+std::string productPath(int generation, const char* item) {
+    return vesk_productFolder(generation) + item;
 }
 
 bool endsWithIgnoringCase(const char* name, const char* suffix) {
@@ -77,7 +78,7 @@ int CorvixCleaner::removeLogs() {
         snprintf(path, kPathBuffer, "%s%s", folder, name.c_str());
         if (remove(path) != 0) {
             int error = errno;
-            fprintf(stderr, "\nTrying to delete: %s", path);
+            vesk_diagnostic("\nTrying to delete: %s", path);
             std::string message =
                 std::string("Could not delete ") + path + "\n" + strerror(error) + ".";
             throw CorvixCleanerException(message.c_str());
@@ -88,11 +89,9 @@ int CorvixCleaner::removeLogs() {
 
 int CorvixCleaner::removeConfigFiles() {
     std::string base;
-    if (!vesk_preferencesFolder(&base)) {
+    if (!vesk_preferencesFolderOrFallback(&base)) {
         // The platform gives no status code; -1 stands for "no folder".
-        fprintf(stderr, "\nFSFindFolder failed (%d)", -1);
-        const char* home = getenv("HOME");
-        base = home ? std::string(home) + "/Library/Preferences" : vesk_temporaryFolder();
+        vesk_diagnostic("\nFSFindFolder failed (%d)", -1);
     }
     std::string folder = base + "/Orvanta" + "/Corvix//";
 
@@ -103,10 +102,10 @@ int CorvixCleaner::removeConfigFiles() {
         if (remove(path) == 0) {
             ++deleted;
         } else {
-            fprintf(stderr, "\n%s not deleted.", name);
+            vesk_diagnostic("\n%s not deleted.", name);
         }
     }
-    fprintf(stderr, "\n%d config files deleted.", deleted);
+    vesk_diagnostic("\n%d config files deleted.", deleted);
     return deleted;
 }
 

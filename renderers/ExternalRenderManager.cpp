@@ -17,7 +17,6 @@
 
 namespace {
 
-const char kRendererFolder[] = "/Library/Application Support/Orvanta Software/CorvixPro2/Renderers";
 const char kOverridesFile[] = "overrides.xml";
 
 bool isControlFile(const struct dirent* entry) {
@@ -44,7 +43,7 @@ ExternalRenderManager::~ExternalRenderManager() {
 }
 
 std::string ExternalRenderManager::rendererFolder() {
-    return vesk_machinePath(kRendererFolder);
+    return vesk_productFolder(2) + "Renderers";
 }
 
 void ExternalRenderManager::load() {

@@ -131,11 +131,9 @@ void VeskConfig::loadConfigFile() {
 void VeskConfig::createConfigFileName(const char* fileName) {
     _path.clear();
     std::string base;
-    if (!vesk_preferencesFolder(&base)) {
+    if (!vesk_preferencesFolderOrFallback(&base)) {
         // The platform gives no status code; -1 stands for "no folder".
         vesk_logError("VeskConfig::createConfigFileName: FSFindFolder failed (%d)", -1);
-        const char* home = getenv("HOME");
-        base = home ? std::string(home) + "/Library/Preferences" : vesk_temporaryFolder();
     }
     _path = base + "/Orvanta";
     QuadenLowLevelPlatformInfo::createDirectory(_path.c_str(), nullptr);

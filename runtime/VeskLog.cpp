@@ -142,10 +142,7 @@ namespace {
 
 std::string logFolderBase(bool create) {
     std::string base;
-    if (!vesk_preferencesFolder(&base, create)) {
-        const char* home = getenv("HOME");
-        base = home ? std::string(home) + "/Library/Preferences" : vesk_temporaryFolder();
-    }
+    vesk_preferencesFolderOrFallback(&base, create);
     return base;
 }
 

@@ -170,6 +170,15 @@ bool vesk_preferencesFolder(std::string* out, bool create) {
     return true;
 }
 
+bool vesk_preferencesFolderOrFallback(std::string* out, bool create) {
+    if (vesk_preferencesFolder(out, create)) {
+        return true;
+    }
+    std::string home = envValue("HOME");
+    *out = getenv("HOME") ? home + "/Library/Preferences" : vesk_temporaryFolder();
+    return false;
+}
+
 bool vesk_desktopFolder(std::string* out) {
     std::string home;
     if (!vesk_homeFolder(&home)) {
@@ -197,6 +206,14 @@ bool vesk_desktopFolder(std::string* out) {
 
 std::string vesk_temporaryFolder() {
     return "/tmp";
+}
+
+// ---- product folders ------------------------------------------------------------------------
+
+std::string vesk_productFolder(int generation) {
+    return vesk_machinePath(generation == 1
+                                ? "/Library/Application Support/Orvanta Software/CorvixPro/"
+                                : "/Library/Application Support/Orvanta Software/CorvixPro2/");
 }
 
 // ---- system facts ---------------------------------------------------------------------------

@@ -47,12 +47,24 @@ bool vesk_userFullName(std::string* out);
 // their own fallbacks. Without create the path is only computed.
 bool vesk_preferencesFolder(std::string* out, bool create = true);
 
+// The user's Preferences folder with the product's fallbacks, the chain every per-user product
+// file is found by: vesk_preferencesFolder(create), else "$HOME/Library/Preferences", else the
+// temporary folder. Returns true when the first gave the folder and false when a fallback did, so
+// that each caller can report the fallback in its own words; out is always set.
+bool vesk_preferencesFolderOrFallback(std::string* out, bool create = true);
+
 // The user's Desktop folder: XDG_DESKTOP_DIR from "user-dirs.dirs" in the configuration folder
 // (a "$HOME/..." or absolute value), else $HOME/Desktop. The folder is not created here.
 bool vesk_desktopFolder(std::string* out);
 
 // The temporary folder, "/tmp". Never below the machine root: it is this machine's own.
 std::string vesk_temporaryFolder();
+
+// ---- product folders ------------------------------------------------------------------------
+
+// The machine-wide folder of a product generation, below the machine root and ending in "/":
+// generation 1 is ".../Orvanta Software/CorvixPro/", any other ".../Orvanta Software/CorvixPro2/".
+std::string vesk_productFolder(int generation);
 
 // ---- system facts ---------------------------------------------------------------------------
 

@@ -14,15 +14,13 @@
 
 namespace {
 
-const char* const kProductFolder = "/Library/Application Support/Orvanta Software/CorvixPro2/";
-
 int assignProductPath(char* buffer, int size, const char* relative, const char* errorName) {
     if (buffer == nullptr || size < 1) {
         vesk_logError("%s invalid arguments", errorName);
         return 0;
     }
     memset(buffer, 0, static_cast<size_t>(size));
-    std::string path = vesk_machinePath(std::string(kProductFolder) + relative);
+    std::string path = vesk_productFolder(2) + relative;
     // The bound is size - 1, so the last character of the buffer is never written: callers have
     // always relied on two spare zeros.
     return snprintf(buffer, static_cast<size_t>(size - 1), "%s", path.c_str());
