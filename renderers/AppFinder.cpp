@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "AppBundle.h"
+#include "VeskDiagnostics.h"
 #include "VeskPlatform.h"
 
 namespace {
@@ -122,7 +123,7 @@ bool AppFinder::findApplicationForExtension(const char* extension, const char* s
     }
     regex_t expression;
     if (regcomp(&expression, signature, REG_EXTENDED) != 0) {
-        fprintf(stderr, "\nOV::AppFinder: could not compile exe signature expression.");
+        vesk_diagnostic("\nOV::AppFinder: could not compile exe signature expression.");
         return false;
     }
 
@@ -133,7 +134,7 @@ bool AppFinder::findApplicationForExtension(const char* extension, const char* s
     // Only the document's name matters to the type lookup, so a probe that could not be made
     // (-1) still serves; descriptor 0 is the one result treated as failure.
     if (descriptor == 0) {
-        fprintf(stderr, "\bFailed to create temp file %s", probe);
+        vesk_diagnostic("\bFailed to create temp file %s", probe);
     } else {
         std::string application;
         if (defaultApplicationFor(probe, &application)) {

@@ -11,6 +11,7 @@
 #include "RenderExecutable.h"
 #include "RendererOverrideMap.h"
 #include "VersionCompare.h"
+#include "VeskDiagnostics.h"
 
 namespace {
 
@@ -208,12 +209,12 @@ void RenderControlInfo::setIconFile(const char* iconFile) {
 }
 
 void RenderControlInfo::dumpInfo() const {
-    fprintf(stderr, "\n\nExtensions\n---");
+    vesk_diagnostic("\n\nExtensions\n---");
     for (const std::string& extension : _extensions) {
-        fprintf(stderr, "\n%s", extension.c_str());
+        vesk_diagnostic("\n%s", extension.c_str());
     }
-    fprintf(stderr, "\n\nUTI\n---");
+    vesk_diagnostic("\n\nUTI\n---");
     for (const std::string& uti : _utis) {
-        fprintf(stderr, "\n%s", uti.c_str());
+        vesk_diagnostic("\n%s", uti.c_str());
     }
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "AppFinder.h"
+#include "VeskDiagnostics.h"
 #include "VeskPlatform.h"
 
 namespace {
@@ -73,7 +74,7 @@ const char* RenderExecutable::getUserPath() {
     if (vesk_homeFolder(&home)) {
         snprintf(buffer, sizeof buffer, "%s", home.c_str());
     } else {
-        fprintf(stderr, "\nFSFindFolder failed (%d)", kFolderNotFound);
+        vesk_diagnostic("\nFSFindFolder failed (%d)", kFolderNotFound);
     }
     _userFolder = strdup(buffer);
     return _userFolder ? _userFolder : "";
@@ -98,11 +99,11 @@ void RenderExecutable::setVersionString(const char* version) {
 }
 
 void RenderExecutable::dumpInfo() const {
-    fprintf(stderr, "\n\nExecutable");
-    fprintf(stderr, "\n----");
-    fprintf(stderr, "\nPath: %s", _launchPath.c_str());
-    fprintf(stderr, "\nVersion: %s", _versionString.c_str());
-    fprintf(stderr, "\nStream: %s", _stream == 1 ? "StdErr" : "StdOut");
-    fprintf(stderr, "\nConsoleReader: %s", _consoleReader ? "Redirected" : "Standard");
-    fprintf(stderr, "\nExists: %s", _exists ? "yes" : "no");
+    vesk_diagnostic("\n\nExecutable");
+    vesk_diagnostic("\n----");
+    vesk_diagnostic("\nPath: %s", _launchPath.c_str());
+    vesk_diagnostic("\nVersion: %s", _versionString.c_str());
+    vesk_diagnostic("\nStream: %s", _stream == 1 ? "StdErr" : "StdOut");
+    vesk_diagnostic("\nConsoleReader: %s", _consoleReader ? "Redirected" : "Standard");
+    vesk_diagnostic("\nExists: %s", _exists ? "yes" : "no");
 }

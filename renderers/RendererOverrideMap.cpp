@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "VeskDiagnostics.h"
 #include "XmlFile.h"
 
 RendererOverrideMap* RendererOverrideMap::getInstance() {
@@ -46,11 +47,11 @@ const char* RendererOverrideMap::getPathForRenderer(const char* name) const {
 }
 
 void RendererOverrideMap::printOverrides() const {
-    fprintf(stderr, "\n\n*** OVERRIDE MAP\n");
+    vesk_diagnostic("\n\n*** OVERRIDE MAP\n");
     for (const auto& [name, path] : _overrides) {
-        fprintf(stderr, "\n%s - %s", name.c_str(), path.c_str());
+        vesk_diagnostic("\n%s - %s", name.c_str(), path.c_str());
     }
-    fprintf(stderr, "\n");
+    vesk_diagnostic("\n");
 }
 
 void RendererOverrideMap::clear() {

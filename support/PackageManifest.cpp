@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "SupportPackage.h"
+#include "VeskDiagnostics.h"
 
 namespace {
 
@@ -96,12 +97,12 @@ void SupportPackage::encodeInto(const char* input, char* output, unsigned long l
 
 int SupportPackage::writePackageInfo(_sp_package_info_struct* info, const char* path) {
     if (!info || !path) {
-        fprintf(stderr, "\nPackage info missing or invalid output file.");
+        vesk_diagnostic("\nPackage info missing or invalid output file.");
         return 0;
     }
     FILE* out = fopen(path, "wt");
     if (!out) {
-        fprintf(stderr, "\nCould not open \"%s\" for output.", path);
+        vesk_diagnostic("\nCould not open \"%s\" for output.", path);
         return 0;
     }
     if (info->_version < 1) {

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "SystemInfo.h"
+#include "VeskDiagnostics.h"
 #include "VeskPlatform.h"
 #include "Vesk_Mutex.h"
 #include "ZipBuilder.h"
@@ -127,13 +128,13 @@ SupportPackage* SupportPackage::createSupportPackage() {
     memset(path, 0, sizeof path);
     formatPath(path, "%s%c%s", root, '/', "user");
     if (mkdir(path, 0777) != 0) {
-        fprintf(stderr, "\nError creating usr path: %s", strerror(errno));
+        vesk_diagnostic("\nError creating usr path: %s", strerror(errno));
         return nullptr;
     }
     memset(path, 0, sizeof path);
     formatPath(path, "%s%c%s", root, '/', "application");
     if (mkdir(path, 0777) != 0) {
-        fprintf(stderr, "\nError creating app path: %s", strerror(errno));
+        vesk_diagnostic("\nError creating app path: %s", strerror(errno));
         return nullptr;
     }
     return new SupportPackage(root, true);
@@ -339,11 +340,11 @@ int SupportPackage::killDirectory(const char* path) {
 
 int SupportPackage::savePackage(const char* archivePath) {
     if (!_packageInfo) {
-        fprintf(stderr, "\nPackage info is null.");
+        vesk_diagnostic("\nPackage info is null.");
         return 0;
     }
     if (!archivePath) {
-        fprintf(stderr, "SupportPackage::savePackage - not path given.");
+        vesk_diagnostic("SupportPackage::savePackage - not path given.");
         return 0;
     }
     std::string manifest = std::string(_contentsPath ? _contentsPath : kNullText) + "/package.xml";
@@ -361,7 +362,7 @@ int SupportPackage::loadSupportPackage(const char*) {
 
 void SupportPackage::_genDummyPackInfo() {
     if (_packageInfo) {
-        fprintf(stderr, "\nPackageInfo already exists.");
+        vesk_diagnostic("\nPackageInfo already exists.");
         return;
     }
     static char sampleVersion[] = "2.0 beta 1";

@@ -18,6 +18,7 @@
 #include <ctime>
 
 #include "SupportPackage.h"
+#include "VeskDiagnostics.h"
 #include "Vesk_Mutex.h"
 
 namespace {
@@ -50,7 +51,7 @@ void SupportPackage::addOutputToSys(const char* command, const char* fileName, b
     pid_t pid = fork();
     _childPid = pid;
     if (pid < 0) {
-        fprintf(stderr, "\nforking error!");
+        vesk_diagnostic("\nforking error!");
         exit(1);
     }
     if (pid == 0) {
@@ -65,7 +66,13 @@ void SupportPackage::addOutputToSys(const char* command, const char* fileName, b
                               const_cast<char*>(command), nullptr};
         char* const environment[] = {nullptr};
         execve("/bin/sh", argv, environment);
-        fprintf(stderr, "\n***Error %s \n\n", strerror(errno));
+        // Only write(2) here: the child shares the parent's locks, which another thread may hold.
+        char message[256];
+        int length = snprintf(message, sizeof message, "\n***Error %s \n\n", strerror(errno));
+        if (length > 0) {
+            ssize_t ignored = write(STDERR_FILENO, message, static_cast<size_t>(length));
+            (void)ignored;
+        }
         _exit(127);
     }
     // Also from this side, so the group exists before a timeout could signal it.
@@ -75,7 +82,7 @@ void SupportPackage::addOutputToSys(const char* command, const char* fileName, b
     fcntl(fds[0], F_SETFL, fcntl(fds[0], F_GETFL) | O_NONBLOCK);
     _childOutput = fdopen(fds[0], "r");
     if (!_childOutput) {
-        fprintf(stderr, "\nError fdopen!");
+        vesk_diagnostic("\nError fdopen!");
         close(fds[0]);
     }
 
@@ -91,7 +98,7 @@ void SupportPackage::addOutputToSys(const char* command, const char* fileName, b
         _systemEntries.push_back(std::string("system/") + fileName);
     }
     if (!_captureFile) {
-        fprintf(stderr, "\n**Error %s\n\n", strerror(errno));
+        vesk_diagnostic("\n**Error %s\n\n", strerror(errno));
     }
 
     run();
@@ -175,7 +182,7 @@ bool SupportPackage::endChildGroup() {
     }
     int signal = _captureStage == 0 ? SIGTERM : SIGKILL;
     if (_captureStage == 0) {
-        fprintf(stderr, "\nCommand still running after %d seconds; ending it.", _commandTimeout);
+        vesk_diagnostic("\nCommand still running after %d seconds; ending it.", _commandTimeout);
     }
     if (kill(-_childPid, signal) != 0) {
         kill(_childPid, signal);

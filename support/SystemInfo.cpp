@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "VeskDiagnostics.h"
 #include "VeskPlatform.h"
 
 namespace {
@@ -111,7 +112,7 @@ bool SystemInfo::queryMemorySize(uint64_t* bytes) {
 int32_t SystemInfo::getNumberOfProcessors() {
     int count = 0;
     if (!queryProcessorCount(&count)) {
-        fprintf(stderr, "\ngetNumberOfCPUs() sysctlbyname() failed. assuming number of CPUs=1");
+        vesk_diagnostic("\ngetNumberOfCPUs() sysctlbyname() failed. assuming number of CPUs=1");
         return 1;
     }
     return count;
@@ -120,7 +121,7 @@ int32_t SystemInfo::getNumberOfProcessors() {
 int32_t SystemInfo::getTotalMemoryInMB() {
     uint64_t bytes = 0;
     if (!queryMemorySize(&bytes)) {
-        fprintf(stderr, "getTotalMemoryInMB() sysctlbyname() failed. Unknown RAM size.");
+        vesk_diagnostic("getTotalMemoryInMB() sysctlbyname() failed. Unknown RAM size.");
         return 0;
     }
     return static_cast<int32_t>(static_cast<uint32_t>(bytes >> 20));

@@ -7,15 +7,32 @@
 
 #include "CliCommands.h"
 #include "CliContext.h"
+#include "VeskDiagnostics.h"
 #include "VeskPlatform.h"
 
 #ifndef CORVIX_VERSION
 #define CORVIX_VERSION "0.0.0"
 #endif
 
+namespace {
+
+// The core's messages go to the verb's error stream, in order with what the verb prints there.
+class CliDiagnosticSink : public VeskDiagnosticSink {
+  public:
+    explicit CliDiagnosticSink(std::ostream& err) : _err(err) {}
+    void write(const std::string& text) override { _err << text << std::flush; }
+
+  private:
+    std::ostream& _err;
+};
+
+}  // namespace
+
 int corvixCliMain(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
                   std::istream& in, bool interactive) {
     CliContext context{out, err, in, interactive};
+    CliDiagnosticSink sink(err);
+    VeskScopedDiagnosticSink useSink(&sink);
 
     CLI::App app{"Corvix Pro support tool: support packages, maintenance and 3D renderers.",
                  "corvix-support"};
