@@ -79,13 +79,20 @@ void syncFolder(const std::string& folder) {
 }  // namespace
 
 const char* vesk_describeFileType(mode_t mode) {
-    if (S_ISREG(mode)) return "a regular file";
-    if (S_ISDIR(mode)) return "a folder";
-    if (S_ISFIFO(mode)) return "a FIFO";
-    if (S_ISSOCK(mode)) return "a socket";
-    if (S_ISCHR(mode)) return "a character device";
-    if (S_ISBLK(mode)) return "a block device";
-    if (S_ISLNK(mode)) return "a symbolic link";
+    if (S_ISREG(mode))
+        return "a regular file";
+    if (S_ISDIR(mode))
+        return "a folder";
+    if (S_ISFIFO(mode))
+        return "a FIFO";
+    if (S_ISSOCK(mode))
+        return "a socket";
+    if (S_ISCHR(mode))
+        return "a character device";
+    if (S_ISBLK(mode))
+        return "a block device";
+    if (S_ISLNK(mode))
+        return "a symbolic link";
     return "not a regular file";
 }
 
@@ -102,8 +109,8 @@ int vesk_openRegular(const char* path, int flags, mode_t createMode, std::string
         struct stat st;
         // A FIFO without a reader refuses a non-blocking writer with ENXIO; say what it is.
         if (stat(path, &st) == 0 && !S_ISREG(st.st_mode)) {
-            setWhy(why, std::string("is ") + vesk_describeFileType(st.st_mode) +
-                            ", not a regular file");
+            setWhy(why,
+                   std::string("is ") + vesk_describeFileType(st.st_mode) + ", not a regular file");
         } else {
             setWhy(why, strerror(error));
         }
@@ -151,8 +158,7 @@ FILE* vesk_fopenRegular(const char* path, const char* mode, std::string* why) {
     return stream;
 }
 
-bool vesk_readRegularFile(const char* path, size_t limit, std::string* contents,
-                          std::string* why) {
+bool vesk_readRegularFile(const char* path, size_t limit, std::string* contents, std::string* why) {
     int fd = vesk_openRegular(path, O_RDONLY, 0, why);
     if (fd < 0) {
         return false;
@@ -228,8 +234,7 @@ bool VeskAtomicFile::open() {
     struct stat st;
     bool exists = stat(_destination.c_str(), &st) == 0;
     if (exists && !S_ISREG(st.st_mode)) {
-        _error = _destination + " is " + vesk_describeFileType(st.st_mode) +
-                 ", not a regular file";
+        _error = _destination + " is " + vesk_describeFileType(st.st_mode) + ", not a regular file";
         return false;
     }
     std::string folder = folderOf(_destination);

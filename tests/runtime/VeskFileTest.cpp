@@ -31,7 +31,8 @@ class VeskFileTest : public corvix_test::SandboxTest {
         std::string listing;
         corvix_test::runCommand("ls -A '" + tmp() + "' | grep -v '\\.lock$'", &listing);
         std::vector<std::string> names;
-        for (size_t at = 0, end; (end = listing.find('\n', at)) != std::string::npos; at = end + 1) {
+        for (size_t at = 0, end; (end = listing.find('\n', at)) != std::string::npos;
+             at = end + 1) {
             names.push_back(listing.substr(at, end - at));
         }
         return names;
