@@ -1,10 +1,8 @@
 #include "TabbedPrefsWindowController.h"
 
-#include <QCloseEvent>
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <QPropertyAnimation>
-#include <QResizeEvent>
 #include <QScreen>
 #include <QStyle>
 #include <QStyleOptionToolButton>
@@ -182,9 +180,8 @@ void TabbedPrefsWindowController::displayViewForIdentifier(const QString& identi
     animateWindowTo(target);
 
     if (view != nullptr) {
-        // Views stand on the holder's bottom edge, as the window grows and shrinks at its top.
         view->setParent(_contentSubview);
-        view->move(view->x(), _contentSubview->height() - view->height());
+        keepViewsAtBottom();
         view->show();
     }
 }
@@ -213,9 +210,10 @@ void TabbedPrefsWindowController::layOutWindow() {
                                  std::max(0, _window->height() - kToolbarHeight));
 }
 
-void TabbedPrefsWindowController::keepViewsAtBottom(int heightChange) {
+void TabbedPrefsWindowController::keepViewsAtBottom() {
+    // The window grows and shrinks at its top edge: what it shows stays where it is on screen.
     for (QWidget* view : _contentSubview->findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
-        view->move(view->x(), view->y() + heightChange);
+        view->move(view->x(), _contentSubview->height() - view->height());
     }
 }
 
@@ -227,10 +225,7 @@ bool TabbedPrefsWindowController::eventFilter(QObject* watched, QEvent* event) {
             windowWillClose();
         }
     } else if (watched == _contentSubview && event->type() == QEvent::Resize) {
-        const auto* resize = static_cast<QResizeEvent*>(event);
-        if (resize->oldSize().isValid()) {
-            keepViewsAtBottom(resize->size().height() - resize->oldSize().height());
-        }
+        keepViewsAtBottom();
     }
     return QObject::eventFilter(watched, event);
 }

@@ -91,7 +91,7 @@ class TabbedPrefsWindowController : public QObject {
     void windowWillClose();
     void animateWindowTo(const QRect& geometry);
     void layOutWindow();
-    void keepViewsAtBottom(int heightChange);
+    void keepViewsAtBottom();
 
     QStringList _toolbarIdentifiers;
     QHash<QString, QPointer<QWidget>> _toolbarViews;
