@@ -1,5 +1,5 @@
 // The item delegate of a table column that shows a small image before its text: the image stands
-// 3 pixels from the cell's left edge, vertically centred (rounded down towards the top), and the
+// 3 pixels from the cell's left edge, vertically centred (an odd spare row goes above it), and the
 // text takes the rest of the cell after the image and the gap.
 //
 // The image of a row is the model's decoration for it (Qt::DecorationRole); where the model has
