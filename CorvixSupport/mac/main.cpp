@@ -1,0 +1,93 @@
+// CorvixSupport: the support tool's window.
+//
+// Hidden options, for tests, packaging checks, benchmarks and screenshots:
+//   --quit-when-shown   exit with 0 once the window's first frame is painted
+//   --view NAME         after start, choose the view NAME as a click on its button would; once it
+//                       is on screen print "shown X Y WIDTH HEIGHT" (the window's frame) on
+//                       standard output
+// With the environment variable CORVIX_STARTUP_CLOCK set, the wall-clock time of the first paint
+// (microseconds since 1970) is printed on standard error as "first paint at N".
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QWidget>
+
+#include <chrono>
+#include <cstdio>
+
+#include "AppController.h"
+#include "CorvixSupportPrefsController.h"
+#include "DarkTheme.h"
+#include "NSDarkToolBar.h"
+#include "PaintWatcher.h"
+
+namespace {
+
+QCommandLineOption hiddenOption(const QString& name, const QString& valueName = QString()) {
+    QCommandLineOption option(name, QString(), valueName);
+    option.setFlags(QCommandLineOption::HiddenFromHelp);
+    return option;
+}
+
+// Clicks the button of view, then reports the window's frame once it has been painted at the
+// view's size.
+void showViewAndReport(CorvixSupportPrefsController* prefs, const QString& view) {
+    QAbstractButton* button = prefs->darkToolbar()->findChild<QAbstractButton*>(view);
+    if (button == nullptr) {
+        std::fprintf(stderr, "CorvixSupport: there is no view \"%s\"\n", qPrintable(view));
+        QCoreApplication::exit(2);
+        return;
+    }
+    QWidget* window = prefs->window();
+    QObject::connect(prefs, &TabbedPrefsWindowController::resizeFinished, window, [window]() {
+        auto* watcher = new PaintWatcher(window, window);
+        QObject::connect(watcher, &PaintWatcher::painted, window, [window]() {
+            const QRect frame = window->frameGeometry();
+            std::printf("shown %d %d %d %d\n", frame.x(), frame.y(), frame.width(), frame.height());
+            std::fflush(stdout);
+        });
+        window->update();
+    });
+    button->click();
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    QApplication::setApplicationName("CorvixSupport");
+    QApplication::setApplicationDisplayName("Corvix Support Tool");
+    QApplication::setOrganizationName("Orvanta Software");
+    QApplication::setApplicationVersion(CORVIX_VERSION);
+
+    QCommandLineParser parser;
+    const QCommandLineOption quitWhenShown = hiddenOption("quit-when-shown");
+    const QCommandLineOption view = hiddenOption("view", "NAME");
+    parser.addOption(quitWhenShown);
+    parser.addOption(view);
+    parser.addHelpOption();
+    parser.process(application);
+
+    DarkTheme::apply(application);
+    AppController controller;
+    controller.awakeFromNib();
+    CorvixSupportPrefsController* prefs = controller.prefs();
+
+    PaintWatcher firstPaint(prefs->window());
+    const bool printClock = qEnvironmentVariableIsSet("CORVIX_STARTUP_CLOCK");
+    QObject::connect(&firstPaint, &PaintWatcher::painted, [&]() {
+        if (printClock) {
+            const auto now = std::chrono::system_clock::now().time_since_epoch();
+            std::fprintf(stderr, "first paint at %lld\n",
+                         static_cast<long long>(
+                             std::chrono::duration_cast<std::chrono::microseconds>(now).count()));
+        }
+        if (parser.isSet(quitWhenShown)) {
+            QCoreApplication::exit(0);
+        } else if (parser.isSet(view)) {
+            // The first view's animation runs on; the chosen one follows it.
+            showViewAndReport(prefs, parser.value(view));
+        }
+    });
+    return application.exec();
+}
