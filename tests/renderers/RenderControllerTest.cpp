@@ -6,6 +6,7 @@
 
 #include "RenderController.h"
 #include "RenderStrings.h"
+#include "RendererFixtures.h"
 #include "StringMatcher.h"
 #include "TestEnvironment.h"
 #include "VeskLog.h"
@@ -45,10 +46,10 @@ const char kRenderer[] =
     "<renderer name=\"Cinema\"><extension>c4d</extension>"
     "<executable>/nowhere/cinema</executable>";
 
-class RenderControllerTest : public corvix_test::SandboxTest {
+class RenderControllerTest : public renderer_test::RendererTest {
   protected:
     void SetUp() override {
-        SandboxTest::SetUp();
+        RendererTest::SetUp();
         _log = tmp("render.log");
         VeskThreadLoggingEnabled = 0;
         initializeVeskLogging(const_cast<char*>(_log.c_str()));
@@ -57,7 +58,7 @@ class RenderControllerTest : public corvix_test::SandboxTest {
         VeskLoggingInitialized = 0;
         VeskThreadLoggingEnabled = 1;
         cleanupVeskLogging();
-        SandboxTest::TearDown();
+        RendererTest::TearDown();
     }
     std::string controlFile(const std::string& body, const std::string& name = "r.xml") {
         writeFile(tmp(name), std::string(kRenderer) + body + "</renderer>");
@@ -150,6 +151,7 @@ TEST_F(RenderControllerTest, BrokenFilesAndExpressionsAreLoggedNotFatal) {
     corvix_test::makeDirs(tmp("folder.xml"));  // not a file: unreadable, not a crash
     RenderController folder(tmp("folder.xml").c_str());
     EXPECT_TRUE(logged("ERROR\tCould not load render control file: " + tmp("folder.xml")));
+    EXPECT_NE(std::string::npos, diagnostics().find(tmp("folder.xml") + ": it is a folder"));
 
     writeFile(tmp("other.xml"), "<settings/>");
     RenderController noRenderer(tmp("other.xml").c_str());
