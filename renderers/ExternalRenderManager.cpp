@@ -112,6 +112,11 @@ int ExternalRenderManager::parseXmlFile(const char* path, bool ignoreOverride,
     } else {
         record->setPath(info->getOverridePath());
         record->setValid(false);
+        // A pin whose program is missing (on a volume not mounted, say) is still the user's pin:
+        // the row loads in "Specify", or the next commit would drop it from the file.
+        if (!ignoreOverride && *info->getOverridePath()) {
+            record->setOverridden(true);
+        }
     }
     if (!existing) {
         _renderers.push_back(record);

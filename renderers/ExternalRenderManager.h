@@ -52,8 +52,9 @@ class ExternalRenderManager {
     // Reads one render control file into existing, or into a new record appended to the list
     // when existing is null. The record takes the file path, the renderer's name and its chosen
     // executable's launch path, existence and override flag; a renderer without executables
-    // gives its override path (possibly "") and is not valid, its override flag kept. A file
-    // that cannot be read or yields no renderer changes nothing. Returns 0.
+    // gives its override path (possibly "") and is not valid, its override flag kept unless it
+    // has an override path and overrides are not ignored (then it is set: the pin stays a pin).
+    // A file that cannot be read or yields no renderer changes nothing. Returns 0.
     int parseXmlFile(const char* path, bool ignoreOverride, ExternalRenderer* existing);
 
     std::vector<ExternalRenderer*>& getRenderers() { return _renderers; }

@@ -1,13 +1,19 @@
 #include "RenderExecutable.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "AppFinder.h"
 #include "VeskDiagnostics.h"
+#include "VeskFile.h"
 #include "VeskPath.h"
 #include "VeskPlatform.h"
+#include "XmlFile.h"
 
 namespace {
 
@@ -43,10 +49,20 @@ RenderExecutable::~RenderExecutable() {
 }
 
 void RenderExecutable::verifyPath() {
-    FILE* file = fopen(_launchPath.c_str(), "rb");
-    _exists = file != nullptr;
-    if (file) {
-        fclose(file);
+    // Opened without blocking, so that a FIFO at the path cannot hang the tool; only what the
+    // product's open succeeds on and a program can be (a regular file, or a folder) exists.
+    struct stat st;
+    if (stat(_launchPath.c_str(), &st) == 0 && !S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode)) {
+        render_reportSkipped(
+            _launchPath.c_str(),
+            std::string("is ") + vesk_describeFileType(st.st_mode) + ", not a regular file");
+        _exists = false;
+        return;
+    }
+    int descriptor = open(_launchPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    _exists = descriptor >= 0;
+    if (descriptor >= 0) {
+        close(descriptor);
     }
 }
 

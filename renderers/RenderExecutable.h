@@ -20,7 +20,8 @@ class RenderExecutable {
     RenderExecutable(const RenderExecutable&) = delete;
     RenderExecutable& operator=(const RenderExecutable&) = delete;
 
-    // exists = the launch path can be opened for reading.
+    // exists = the launch path can be opened for reading. It is opened without blocking; a FIFO,
+    // socket or device there is not opened at all, counts as missing and is reported.
     void verifyPath();
     // Sets the launch path (null reads as ""), then verifyPath().
     void setPathToExecutable(const char* path);

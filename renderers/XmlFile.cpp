@@ -15,7 +15,7 @@
 namespace {
 
 RenderXmlResult refuse(const char* path, const std::string& reason) {
-    vesk_diagnostic("\nSkipped %s: it %s.", vesk_printablePath(path).c_str(), reason.c_str());
+    render_reportSkipped(path, reason);
     return RenderXmlResult::kRefused;
 }
 
@@ -62,6 +62,11 @@ size_t endOfStartTag(const std::string& text, size_t from) {
 }
 
 }  // namespace
+
+void render_reportSkipped(const char* path, const std::string& reason) {
+    vesk_diagnostic("\nSkipped %s: it %s.", vesk_printablePath(path ? path : "").c_str(),
+                    reason.c_str());
+}
 
 bool render_xmlDepthWithin(const std::string& text, int limit) {
     int depth = 0;

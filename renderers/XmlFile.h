@@ -31,9 +31,13 @@ enum class RenderXmlResult {
     kMalformed,  // read, but does not parse (document.ErrorDesc() says why): no message
 };
 
-// Parses the file at path into document. A refusal goes to the diagnostics sink as
-// "\nSkipped <path>: it <reason>." (the path made printable).
+// Parses the file at path into document. A refusal goes to the diagnostics sink through
+// render_reportSkipped.
 RenderXmlResult render_readXmlFile(TiXmlDocument& document, const char* path);
+
+// The renderers' message for a file they will not read: "\nSkipped <path>: it <reason>." (the
+// path made printable), e.g. reason "is a FIFO, not a regular file".
+void render_reportSkipped(const char* path, const std::string& reason);
 
 // True when no element of text lies deeper than limit levels, counted as TinyXML will nest them
 // (comments, CDATA sections, declarations and quoted attribute values hold no elements). Never

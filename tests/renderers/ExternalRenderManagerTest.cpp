@@ -129,7 +129,13 @@ TEST_F(ExternalRenderManagerTest, RowEditsFollowTheViewsRules) {
                   std::to_string(size_t(-1)) + "; the list has 1.",
               diagnostics());
 
+    // A pin whose program is missing stays a pin through a reload and the next commit.
     ASSERT_TRUE(manager.commitChanges());
+    ExternalRenderManager reloaded;
+    ASSERT_EQ(1u, reloaded.getRenderers().size());
+    EXPECT_TRUE(reloaded.getRenderers()[0]->isOverridden());
+    EXPECT_EQ("/opt/nowhere", reloaded.getRenderers()[0]->getPath());
+    ASSERT_TRUE(reloaded.commitChanges());
     EXPECT_EQ(
         std::string(kHeader) + "\n<renderer name=\"Alpha\">/opt/nowhere</renderer>" + kClosing,
         overrides());
