@@ -10,13 +10,11 @@
 
 #include "AppBundle.h"
 #include "AppFinder.h"
-#include "RenderControlInfo.h"
 #include "RenderExecutable.h"
 #include "RendererFixtures.h"
 #include "TestEnvironment.h"
 
 using corvix_test::writeFile;
-using renderer_test::controlInfoFrom;
 using renderer_test::makeBundle;
 using renderer_test::makeExecutable;
 
@@ -104,17 +102,6 @@ TEST_F(AppFinderTest, TheDefaultApplicationWinsOverTheOthers) {
     EXPECT_EQ("<none>", find("cvxscene", "^Maya$"));
     EXPECT_EQ("<none>", find("cvxunknown", "Render"));
     EXPECT_EQ(probesBefore, probeFiles());
-
-    // From a render control file: the pattern is the signature, the bundle gives the version.
-    EXPECT_EQ(tmp("apps/First.app/Contents/MacOS/CinemaRender") + " 10", inChild([] {
-                  auto info = controlInfoFrom(
-                      "<renderer><executable discover=\"cvxscene\">Cinema[A-Z]</executable>"
-                      "</renderer>");
-                  return info && info->getExecutable()
-                             ? std::string(info->getExecutable()->getLaunchPath()) + " " +
-                                   info->getProducts()[0].first
-                             : std::string("<none>");
-              }));
 }
 
 TEST_F(AppFinderTest, ASignatureThatDoesNotCompileIsReported) {

@@ -31,15 +31,18 @@ TEST_F(RendererOverrideMapTest, LoadsAddAndReplaceButNeverRemove) {
                      "<renderer name=\"Cinema\">/opt/one</renderer>\n"
                      "<renderer name=\"Cinema\">/opt/two</renderer>\n"
                      "<renderer name=\"Blank\"></renderer><renderer>/opt/nameless</renderer>\n"
-                     "<renderer name=\"Max\" version=\"9\">/opt/max</renderer>\n</overrides>\n"));
+                     "<renderer name=\"Max\" version=\"9\">/opt/max</renderer>\n"
+                     "<renderer name=\"Two\r\nLines\">/2</renderer></overrides>\n"));
     EXPECT_STREQ("/opt/two", _map->getPathForRenderer("Cinema"));
+    EXPECT_STREQ("/2", _map->getPathForRenderer("Two\nLines")) << "line ends as TinyXML reads";
     EXPECT_EQ(nullptr, _map->getPathForRenderer("Blank"));
     EXPECT_EQ(nullptr, _map->getPathForRenderer("cinema"));
 
     EXPECT_TRUE(load("second.xml", "<overrides><renderer name=\"Max\">/m2</renderer></overrides>"));
     EXPECT_EQ(tmp("second.xml"), _map->getFilePath());
     _map->printOverrides();
-    EXPECT_EQ("\n\n*** OVERRIDE MAP\n\nCinema - /opt/two\nMax - /m2\n", diagnostics());
+    EXPECT_EQ("\n\n*** OVERRIDE MAP\n\nCinema - /opt/two\nMax - /m2\nTwo\nLines - /2\n",
+              diagnostics());
 }
 
 // Unreadable files succeed and change nothing; a file without "overrides" fails and changes
