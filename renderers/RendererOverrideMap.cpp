@@ -2,8 +2,6 @@
 
 #include <tinyxml.h>
 
-#include <cstdio>
-
 #include "OverridesFile.h"
 #include "VeskDiagnostics.h"
 

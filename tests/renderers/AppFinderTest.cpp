@@ -13,6 +13,7 @@
 #include "RenderExecutable.h"
 #include "RendererFixtures.h"
 #include "TestEnvironment.h"
+#include "VeskPath.h"
 
 using corvix_test::writeFile;
 using renderer_test::makeBundle;
@@ -70,8 +71,9 @@ class AppFinderTest : public renderer_test::RendererTest {
     }
     static std::string find(const char* extension, const char* signature) {
         return inChild([=] {
-            char result[1025] = {0};
-            bool found = AppFinder::findApplicationForExtension(extension, signature, result, 1024);
+            char result[kVeskPathBufferSize] = {0};
+            bool found = AppFinder::findApplicationForExtension(extension, signature, result,
+                                                                kVeskPathBufferSize - 1);
             return found ? std::string(result) : std::string("<none>");
         });
     }
@@ -124,11 +126,13 @@ TEST_F(AppFinderTest, TheWalkSkipsHiddenEntries) {
     writeFile(bundle + "/Contents/Resources/Render5", "not executable");
     regex_t signature;
     ASSERT_EQ(0, regcomp(&signature, "Render", REG_EXTENDED));
-    char result[1025] = {0};
-    EXPECT_FALSE(AppFinder::scanBundleContents(AppBundle(bundle), &signature, result, 1024));
+    char result[kVeskPathBufferSize] = {0};
+    EXPECT_FALSE(AppFinder::scanBundleContents(AppBundle(bundle), &signature, result,
+                                               kVeskPathBufferSize - 1));
 
     makeExecutable(bundle + "/Contents/...more/Render6");
-    EXPECT_TRUE(AppFinder::scanBundleContents(AppBundle(bundle), &signature, result, 1024));
+    EXPECT_TRUE(AppFinder::scanBundleContents(AppBundle(bundle), &signature, result,
+                                              kVeskPathBufferSize - 1));
     EXPECT_EQ(bundle + "/Contents/...more/Render6", std::string(result));
     // A match that does not fit the result is refused and named, never cut.
     char shortResult[9] = {0};
