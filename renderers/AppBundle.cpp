@@ -64,7 +64,7 @@ bool AppBundle::readInfoString(const std::string& bundleFolder, const char* key,
     }
     std::string plistPath = bundleFolder + "/Contents/Info.plist";
     TiXmlDocument document;
-    if (!render_loadXmlFile(document, plistPath.c_str())) {
+    if (render_readXmlFile(document, plistPath.c_str()) != RenderXmlResult::kLoaded) {
         return false;
     }
     TiXmlElement* plist = document.FirstChildElement("plist");

@@ -6,8 +6,10 @@
 // application that is no bundle: its main executable is the path itself and its folder is the
 // folder of that executable.
 //
-// Only XML property lists are read (with TinyXML); a binary list, like a missing or malformed
-// one, counts as unreadable. Plain value object; nothing is cached; any thread.
+// Only XML property lists are read (with TinyXML, bounded as XmlFile.h says); a binary list, like
+// a missing or malformed one, counts as unreadable, and a FIFO, folder, oversized or too deeply
+// nested one is also reported through the diagnostics sink. Plain value object; nothing is
+// cached; any thread.
 #ifndef CORVIX_RENDERERS_APPBUNDLE_H
 #define CORVIX_RENDERERS_APPBUNDLE_H
 

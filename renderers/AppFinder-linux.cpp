@@ -9,11 +9,31 @@
 
 namespace {
 
+// The program an application runs: the first word of its command line as a shell splits it, so
+// that a quoted program path holding spaces comes whole (the registry's own "executable" is the
+// raw first word, quotes and all). A command line that does not split falls back to that word.
+std::string programOf(GAppInfo* info) {
+    std::string program;
+    const char* commandLine = g_app_info_get_commandline(info);
+    gint argc = 0;
+    gchar** argv = nullptr;
+    if (commandLine && g_shell_parse_argv(commandLine, &argc, &argv, nullptr) && argc > 0) {
+        program = argv[0];
+    }
+    g_strfreev(argv);
+    if (program.empty()) {
+        const char* executable = g_app_info_get_executable(info);
+        program = executable ? executable : "";
+    }
+    return program;
+}
+
 std::string resolveExecutable(GAppInfo* info) {
-    const char* program = info ? g_app_info_get_executable(info) : nullptr;
-    if (!program || !*program) {
+    std::string command = info ? programOf(info) : std::string();
+    if (command.empty()) {
         return std::string();
     }
+    const char* program = command.c_str();
     gchar* found = g_find_program_in_path(program);
     // An entry may name a bundle folder itself; that is no program, but discovery can search it.
     const char* candidate = found ? found : (program[0] == '/' ? program : nullptr);

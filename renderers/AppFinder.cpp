@@ -4,17 +4,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "AppBundle.h"
 #include "VeskDiagnostics.h"
+#include "VeskPath.h"
 #include "VeskPlatform.h"
 
 namespace {
-
-const unsigned long kPathLimit = 1024;
 
 // Byte-wise comparison of at most n bytes returning the difference of the first differing
 // bytes, which the hidden-entry test below relies on (the C library only promises the sign).
@@ -38,15 +36,11 @@ bool isExamined(const char* name) {
     return byteDifference(name, ".", 2) == byteDifference(name, "..", 3);
 }
 
+// A found path that does not fit the result buffer is refused (and reported), never cut: the
+// search goes on.
 bool copyResult(const char* path, char* result, unsigned long resultSize) {
-    unsigned long limit = resultSize < kPathLimit ? resultSize : kPathLimit;
-    size_t length = strlen(path);
-    if (length > limit) {
-        length = limit;
-    }
-    memcpy(result, path, length);
-    result[length] = 0;
-    return true;
+    size_t size = resultSize < kVeskPathBufferSize - 1 ? resultSize + 1 : kVeskPathBufferSize;
+    return vesk_formatPath(result, size, "%s", path);
 }
 
 }  // namespace
@@ -77,8 +71,10 @@ bool AppFinder::scanDir(const char* dir, regex_t* signature, char* result,
         if (!isExamined(entry->d_name)) {
             continue;
         }
-        char path[kPathLimit + 1] = {0};
-        snprintf(path, sizeof path, "%s/%s", dir, entry->d_name);
+        char path[kVeskPathBufferSize];
+        if (!vesk_formatPath(path, sizeof path, "%s/%s", dir, entry->d_name)) {
+            continue;
+        }
         unsigned char type = entry->d_type;
         struct stat st;
         // Some file systems leave the listing type open; the entry itself then tells it.
@@ -103,11 +99,10 @@ bool AppFinder::scanBundleContents(const AppBundle& bundle, regex_t* signature, 
     const std::string& executable = bundle.getExecutablePath();
     if (!executable.empty()) {
         size_t slash = executable.rfind('/');
-        char name[kPathLimit + 1] = {0};
-        snprintf(name, sizeof name, "%s",
-                 executable.c_str() + (slash == std::string::npos ? 0 : slash + 1));
-        if (regexec(signature, name, 0, nullptr, 0) == 0) {
-            return copyResult(executable.c_str(), result, resultSize);
+        std::string name = executable.substr(slash == std::string::npos ? 0 : slash + 1);
+        if (regexec(signature, name.c_str(), 0, nullptr, 0) == 0 &&
+            copyResult(executable.c_str(), result, resultSize)) {
+            return true;
         }
     }
     if (bundle.getFolder().empty()) {
@@ -128,8 +123,12 @@ bool AppFinder::findApplicationForExtension(const char* extension, const char* s
     }
 
     bool found = false;
-    char probe[kPathLimit + 1] = {0};
-    snprintf(probe, sizeof probe, "%s/tmpXXXXXXX.%s", vesk_temporaryFolder().c_str(), extension);
+    char probe[kVeskPathBufferSize];
+    if (!vesk_formatPath(probe, sizeof probe, "%s/tmpXXXXXXX.%s", vesk_temporaryFolder().c_str(),
+                         extension)) {
+        regfree(&expression);
+        return false;
+    }
     int descriptor = mkstemps(probe, static_cast<int>(strlen(extension)) + 1);
     // Only the document's name matters to the type lookup, so a probe that could not be made
     // (-1) still serves; descriptor 0 is the one result treated as failure.

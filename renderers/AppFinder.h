@@ -39,7 +39,7 @@ class AppFinder {
     // Creates an empty probe document "/tmp/tmpXXXXXXX.<extension>", asks for the default
     // application of its type and searches it; failing that, searches every application for the
     // type in the order the system gives. The probe is removed afterwards. A signature that does
-    // not compile writes a message to standard error and gives false.
+    // not compile writes a message to the diagnostics sink and gives false.
     static bool findApplicationForExtension(const char* extension, const char* signature,
                                             char* result, unsigned long resultSize);
 

@@ -159,8 +159,10 @@ void RenderControlInfo::determineCorrectExecutable() {
     if (_products.empty()) {
         return;
     }
-    std::sort(_products.begin(), _products.end(), SDescendingProductSort);
-    std::sort(_executables.begin(), _executables.end(), SAscendingRenderExecutableSort);
+    // Stable sorts: entries of equal versions keep their order in the file, so the choice
+    // below never depends on how a sort happens to order equals.
+    std::stable_sort(_products.begin(), _products.end(), SDescendingProductSort);
+    std::stable_sort(_executables.begin(), _executables.end(), SAscendingRenderExecutableSort);
 
     const Product& top = _products.front();
     RenderExecutable* candidate = nullptr;
@@ -168,7 +170,10 @@ void RenderControlInfo::determineCorrectExecutable() {
         bool considered =
             corvix::strverscmp(top.first.c_str(), executable->getVersionString()) >= 0 ||
             candidate == nullptr;
-        if (considered && strcasecmp(executable->getLaunchPath(), top.second.c_str()) == 0) {
+        // A later executable replaces the candidate only with a higher declared version: among
+        // equals (two without a "version" attribute, say) the first in the file wins.
+        if (considered && strcasecmp(executable->getLaunchPath(), top.second.c_str()) == 0 &&
+            (!candidate || SAscendingRenderExecutableSort(candidate, executable))) {
             candidate = executable;
         }
     }

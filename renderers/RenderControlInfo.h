@@ -4,7 +4,7 @@
 // deleted within one load; render control files are never written.
 //
 // Owns its RenderExecutables (deleted in the destructor). Main thread only. Diagnostics of
-// discovery go to standard error; nothing throws.
+// discovery go to the diagnostics sink; nothing throws.
 #ifndef CORVIX_RENDERERS_RENDERCONTROLINFO_H
 #define CORVIX_RENDERERS_RENDERCONTROLINFO_H
 
@@ -44,9 +44,9 @@ class RenderControlInfo {
 
     // Chooses the executable of the installed application with the highest version; among
     // executables pointing at it, the one with the highest declared version not above the
-    // installed one (an executable without a declared version always qualifies). With no
-    // products the choice stays empty. Reorders products (descending) and executables
-    // (ascending by declared version).
+    // installed one (an executable without a declared version always qualifies); among equal
+    // versions, the first in the file. With no products the choice stays empty. Reorders
+    // products (descending) and executables (ascending by declared version), stably.
     void determineCorrectExecutable();
 
     // The "CFBundleShortVersionString" of the application bundle holding path (the path up to its
@@ -70,7 +70,7 @@ class RenderControlInfo {
     const std::vector<Product>& getProducts() const { return _products; }
     const char* getOverridePath() const { return _overridePath.c_str(); }
 
-    // Writes the extensions and UTIs to standard error.
+    // Writes the extensions and UTIs to the diagnostics sink.
     void dumpInfo() const;
 
   private:

@@ -73,7 +73,7 @@ bool RenderController::parseXML(const char* controlFile) {
     _renderInfo = nullptr;
 
     TiXmlDocument document;
-    if (!render_loadXmlFile(document, controlFile)) {
+    if (render_readXmlFile(document, controlFile) != RenderXmlResult::kLoaded) {
         vesk_logError("Could not load render control file: %s", controlFile);
         return false;
     }

@@ -1,12 +1,18 @@
 #include "RenderExecutable.h"
 
-#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <cstring>
 
 #include "AppFinder.h"
 #include "VeskDiagnostics.h"
+#include "VeskFile.h"
+#include "VeskPath.h"
 #include "VeskPlatform.h"
+#include "XmlFile.h"
 
 namespace {
 
@@ -14,7 +20,6 @@ const char kAppDirToken[] = "($APPDIR)";
 const char kUserDirToken[] = "($USERDIR)";
 // The folder lookup's "not found" code, reported when no home folder can be had.
 const int kFolderNotFound = -43;
-const size_t kPathLimit = 1024;
 
 }  // namespace
 
@@ -28,8 +33,10 @@ RenderExecutable::RenderExecutable(const char* pathPattern) {
         _launchPath.replace(appDir, strlen(kAppDirToken), getDefaultApplicationPath());
     }
     size_t userDir = _launchPath.find(kUserDirToken);
-    while (userDir != std::string::npos) {
-        std::string home = getUserPath();
+    std::string home = userDir == std::string::npos ? std::string() : getUserPath();
+    // A home folder too long for the path buffer was refused: the token stays, so that the
+    // pattern names no file rather than one below the file system's root.
+    while (userDir != std::string::npos && !_userFolderRefused) {
         _launchPath.replace(userDir, strlen(kUserDirToken), home);
         userDir = _launchPath.find(kUserDirToken, userDir + home.size());
     }
@@ -41,10 +48,20 @@ RenderExecutable::~RenderExecutable() {
 }
 
 void RenderExecutable::verifyPath() {
-    FILE* file = fopen(_launchPath.c_str(), "rb");
-    _exists = file != nullptr;
-    if (file) {
-        fclose(file);
+    // Opened without blocking, so that a FIFO at the path cannot hang the tool; only what the
+    // product's open succeeds on and a program can be (a regular file, or a folder) exists.
+    struct stat st;
+    if (stat(_launchPath.c_str(), &st) == 0 && !S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode)) {
+        render_reportSkipped(
+            _launchPath.c_str(),
+            std::string("is ") + vesk_describeFileType(st.st_mode) + ", not a regular file");
+        _exists = false;
+        return;
+    }
+    int descriptor = open(_launchPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    _exists = descriptor >= 0;
+    if (descriptor >= 0) {
+        close(descriptor);
     }
 }
 
@@ -54,9 +71,9 @@ void RenderExecutable::setPathToExecutable(const char* path) {
 }
 
 void RenderExecutable::discoverApplication() {
-    char found[kPathLimit + 1] = {0};
+    char found[kVeskPathBufferSize] = {0};
     if (AppFinder::findApplicationForExtension(_discoverKey.c_str(), _launchPath.c_str(), found,
-                                               kPathLimit)) {
+                                               kVeskPathBufferSize - 1)) {
         _launchPath = found;
         verifyPath();
     } else {
@@ -69,10 +86,10 @@ const char* RenderExecutable::getUserPath() {
     if (_userFolder) {
         return _userFolder;
     }
-    char buffer[kPathLimit + 1] = {0};
+    char buffer[kVeskPathBufferSize] = {0};
     std::string home;
     if (vesk_homeFolder(&home)) {
-        snprintf(buffer, sizeof buffer, "%s", home.c_str());
+        _userFolderRefused = !vesk_formatPath(buffer, sizeof buffer, "%s", home.c_str());
     } else {
         vesk_diagnostic("\nFSFindFolder failed (%d)", kFolderNotFound);
     }

@@ -3,7 +3,7 @@
 // program is driven (adapter, console stream, console reader, HFS-style paths).
 //
 // Owned by its RenderControlInfo. Main thread only. Nothing here throws; failures show as
-// exists() being false, and discovery and home-folder diagnostics go to standard error.
+// exists() being false, and discovery and home-folder diagnostics go to the diagnostics sink.
 #ifndef CORVIX_RENDERERS_RENDEREXECUTABLE_H
 #define CORVIX_RENDERERS_RENDEREXECUTABLE_H
 
@@ -20,7 +20,8 @@ class RenderExecutable {
     RenderExecutable(const RenderExecutable&) = delete;
     RenderExecutable& operator=(const RenderExecutable&) = delete;
 
-    // exists = the launch path can be opened for reading.
+    // exists = the launch path can be opened for reading. It is opened without blocking; a FIFO,
+    // socket or device there is not opened at all, counts as missing and is reported.
     void verifyPath();
     // Sets the launch path (null reads as ""), then verifyPath().
     void setPathToExecutable(const char* path);
@@ -32,7 +33,8 @@ class RenderExecutable {
     void discoverApplication();
 
     // The current user's home folder, looked up once and kept for this object's lifetime; may
-    // be "" when the lookup fails (reported on standard error).
+    // be "" when the lookup fails or the folder's path does not fit a path buffer (both
+    // reported through the diagnostics sink; a "($USERDIR)" token is then left in place).
     const char* getUserPath();
     // "/Applications" below the machine root; the text stays valid until the next call.
     const char* getDefaultApplicationPath();
@@ -55,7 +57,7 @@ class RenderExecutable {
     bool isOverridden() const { return _overridden; }
     void setOverridden(bool overridden) { _overridden = overridden; }
 
-    // Writes path, version, stream, console reader and existence to standard error.
+    // Writes path, version, stream, console reader and existence to the diagnostics sink.
     void dumpInfo() const;
 
   private:
@@ -70,6 +72,7 @@ class RenderExecutable {
     bool _overridden = false;
     int _stream = 0;
     char* _userFolder = nullptr;  // malloc'ed, released with free()
+    bool _userFolderRefused = false;
     std::string _applicationFolder;
 };
 

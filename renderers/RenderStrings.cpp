@@ -33,3 +33,48 @@ char* trim(char* s) {
     }
     return s;
 }
+
+size_t render_utf8SequenceLength(const unsigned char* text, size_t left) {
+    unsigned char lead = text[0];
+    if (lead < 0x80) {
+        return 1;
+    }
+    size_t length = 0;
+    // The second byte's range rules out overlong forms, surrogates and code points past
+    // U+10FFFF; the others need only be continuation bytes.
+    unsigned char low = 0x80, high = 0xbf;
+    if (lead >= 0xc2 && lead <= 0xdf) {
+        length = 2;
+    } else if (lead >= 0xe0 && lead <= 0xef) {
+        length = 3;
+        low = lead == 0xe0 ? 0xa0 : 0x80;
+        high = lead == 0xed ? 0x9f : 0xbf;
+    } else if (lead >= 0xf0 && lead <= 0xf4) {
+        length = 4;
+        low = lead == 0xf0 ? 0x90 : 0x80;
+        high = lead == 0xf4 ? 0x8f : 0xbf;
+    } else {
+        return 0;
+    }
+    if (left < length || text[1] < low || text[1] > high) {
+        return 0;
+    }
+    for (size_t i = 2; i < length; ++i) {
+        if ((text[i] & 0xc0) != 0x80) {
+            return 0;
+        }
+    }
+    return length;
+}
+
+bool render_isUtf8(const std::string& text) {
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    for (size_t i = 0; i < text.size();) {
+        size_t length = render_utf8SequenceLength(bytes + i, text.size() - i);
+        if (length == 0) {
+            return false;
+        }
+        i += length;
+    }
+    return true;
+}

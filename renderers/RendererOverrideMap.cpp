@@ -2,10 +2,8 @@
 
 #include <tinyxml.h>
 
-#include <cstdio>
-
+#include "OverridesFile.h"
 #include "VeskDiagnostics.h"
-#include "XmlFile.h"
 
 RendererOverrideMap* RendererOverrideMap::getInstance() {
     static RendererOverrideMap* instance = new RendererOverrideMap();
@@ -20,12 +18,13 @@ bool RendererOverrideMap::load(const char* path) {
         return true;
     }
     TiXmlDocument document;
-    if (!render_loadXmlFile(document, path)) {
-        return true;
-    }
-    TiXmlElement* overrides = document.FirstChildElement("overrides");
-    if (!overrides) {
+    TiXmlElement* overrides = nullptr;
+    OverridesFile::Read read = OverridesFile::read(path, document, &overrides);
+    if (read == OverridesFile::Read::kNoOverrides) {
         return false;
+    }
+    if (!overrides) {
+        return true;
     }
     for (TiXmlElement* renderer = overrides->FirstChildElement("renderer"); renderer;
          renderer = renderer->NextSiblingElement("renderer")) {

@@ -22,14 +22,15 @@ class RendererOverrideMap {
     // Remembers path and reads the file's "overrides" element: each "renderer" child with a
     // "name" attribute and non-empty text sets name -> text, later lines winning. Returns false
     // only when the file parsed but has no "overrides" element; true otherwise, also when the
-    // file could not be read at all (the map is then unchanged).
+    // file could not be read at all (the map is then unchanged). A damaged file (one that does
+    // not parse or has no "overrides" element) is reported through the diagnostics sink.
     bool load(const char* path);
 
     // The path pinned to name (case-sensitive), or null. The text belongs to the map and stays
     // valid until the entry is replaced or cleared.
     const char* getPathForRenderer(const char* name) const;
 
-    // Writes the map to standard error, entries in name order.
+    // Writes the map to the diagnostics sink, entries in name order.
     void printOverrides() const;
 
     // Forgets every entry and the file path, leaving the map as a new process finds it. The

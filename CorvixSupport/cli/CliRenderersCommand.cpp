@@ -1,9 +1,6 @@
 // corvix-support renderers: the 3D Renderers view, headless. "list" shows the rows; "pin" and
 // "discover" change one renderer as the view's "Specify" and "Discover" do, then write the
 // overrides file as its "Apply" does.
-#include <strings.h>
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
@@ -16,7 +13,9 @@
 #include "CliContext.h"
 #include "ExternalRenderManager.h"
 #include "ExternalRenderer.h"
+#include "RenderStrings.h"
 #include "RendererOverrideMap.h"
+#include "VeskPath.h"
 
 namespace {
 
@@ -28,12 +27,6 @@ struct RenderersOptions {
     CLI::App* _discover = nullptr;
 };
 
-// The view counts a path as present when anything exists there.
-bool pathExists(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
-}
-
 const char* modeOf(const ExternalRenderer& row) {
     return row.isOverridden() ? "Specify" : "Discover";
 }
@@ -42,47 +35,34 @@ const char* statusOf(const ExternalRenderer& row) {
     return row.isValid() ? "Installed" : "Missing";
 }
 
+// A JSON string for any bytes: control characters escaped, and every byte that is not part of
+// well-formed UTF-8 replaced by U+FFFD, so that a strict parser accepts the listing.
 std::string jsonString(const std::string& text) {
     std::string out = "\"";
-    for (unsigned char c : text) {
-        switch (c) {
-            case '"':
-                out += "\\\"";
-                break;
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            default:
-                if (c < 0x20) {
-                    char escaped[8];
-                    snprintf(escaped, sizeof escaped, "\\u%04x", c);
-                    out += escaped;
-                } else {
-                    out += static_cast<char>(c);
-                }
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    for (size_t i = 0; i < text.size();) {
+        unsigned char c = bytes[i];
+        size_t length = render_utf8SequenceLength(bytes + i, text.size() - i);
+        if (length == 0) {
+            out += "\\ufffd";
+            length = 1;
+        } else if (c == '"' || c == '\\') {
+            out += '\\';
+            out += static_cast<char>(c);
+        } else if (c < 0x20) {
+            char escaped[8];
+            snprintf(escaped, sizeof escaped, "\\u%04x", c);
+            out += escaped;
+        } else {
+            out.append(text, i, length);
         }
+        i += length;
     }
     return out + "\"";
 }
 
-// One line per renderer, fields separated by tabs: name, mode, status, path, control file.
-void printRows(const std::vector<ExternalRenderer*>& rows, bool json, std::ostream& out) {
-    if (!json) {
-        for (const ExternalRenderer* row : rows) {
-            out << row->getName() << "\t" << modeOf(*row) << "\t" << statusOf(*row) << "\t"
-                << row->getPath() << "\t" << row->getControlFile() << "\n";
-        }
-        return;
-    }
+// The one place that writes rows as JSON: an array of objects, one per row.
+void writeJson(const std::vector<const ExternalRenderer*>& rows, std::ostream& out) {
     out << "[";
     const char* separator = "\n";
     for (const ExternalRenderer* row : rows) {
@@ -96,14 +76,17 @@ void printRows(const std::vector<ExternalRenderer*>& rows, bool json, std::ostre
     out << (rows.empty() ? "]\n" : "\n]\n");
 }
 
-// "Specify", then the path typed into the row. A path that differs from the current one only in
-// letter case leaves the row's text as it was, as the view does.
-void pin(ExternalRenderer* row, const std::string& path) {
-    row->setOverridden(true);
-    row->setValid(pathExists(row->getPath()));
-    if (strcasecmp(path.c_str(), row->getPath().c_str()) != 0) {
-        row->setPath(path);
-        row->setValid(pathExists(path));
+// One line per renderer, fields separated by tabs: name, mode, status, path, control file. Control
+// characters in names and paths are escaped, so that every line is one row.
+void printRows(const std::vector<const ExternalRenderer*>& rows, bool json, std::ostream& out) {
+    if (json) {
+        writeJson(rows, out);
+        return;
+    }
+    for (const ExternalRenderer* row : rows) {
+        out << vesk_printablePath(row->getName()) << "\t" << modeOf(*row) << "\t" << statusOf(*row)
+            << "\t" << vesk_printablePath(row->getPath()) << "\t"
+            << vesk_printablePath(row->getControlFile()) << "\n";
     }
 }
 
@@ -111,7 +94,8 @@ void pin(ExternalRenderer* row, const std::string& path) {
 void apply(ExternalRenderManager& manager, CliContext& context) {
     if (!manager.commitChanges()) {
         context.err << "Could not update 3d render settings. "
-                       "There was trouble modifying the overrides file.\n";
+                       "There was trouble modifying the overrides file.\n"
+                    << "corvix-support: " << manager.getCommitError() << "\n";
         context.exitCode = kCliFailure;
         return;
     }
@@ -123,39 +107,44 @@ void apply(ExternalRenderManager& manager, CliContext& context) {
 void runRenderers(const RenderersOptions& options, CliContext& context) {
     // Each command reads the overrides file afresh, as the view does when the tool starts.
     RendererOverrideMap::getInstance()->clear();
-    ExternalRenderManager manager;
     bool pinning = options._pin->parsed();
-    if (!pinning && !options._discover->parsed()) {
-        if (manager.getRenderers().empty() && !options._json) {
-            context.err << "No render control files in " << ExternalRenderManager::rendererFolder()
-                        << "\n";
+    bool editing = pinning || options._discover->parsed();
+    ExternalRenderManager manager(editing ? ExternalRenderManager::kLockForLifetime
+                                          : ExternalRenderManager::kLockWhileCommitting);
+    const std::vector<ExternalRenderer*>& all = manager.getRenderers();
+    if (!editing) {
+        if (all.empty() && !options._json) {
+            context.err << "No render control files in "
+                        << vesk_printablePath(ExternalRenderManager::rendererFolder()) << "\n";
         }
-        printRows(manager.getRenderers(), options._json, context.out);
+        printRows({all.begin(), all.end()}, options._json, context.out);
         context.exitCode = kCliSuccess;
         return;
     }
 
-    std::vector<ExternalRenderer*> rows;
-    for (ExternalRenderer* row : manager.getRenderers()) {
-        if (row->getName() == options._name) {
-            rows.push_back(row);
+    std::vector<const ExternalRenderer*> edited;
+    for (size_t row = 0; row < all.size(); ++row) {
+        if (all[row]->getName() != options._name) {
+            continue;
         }
+        // "Specify", then the path typed into the row; or "Discover".
+        bool done = pinning ? manager.setMode(row, ExternalRenderManager::kModeSpecify) &&
+                                  manager.setPath(row, options._path.c_str())
+                            : manager.setMode(row, ExternalRenderManager::kModeDiscover);
+        if (!done) {
+            context.exitCode = kCliUsage;
+            return;
+        }
+        edited.push_back(all[row]);
     }
-    if (rows.empty()) {
-        context.err << "corvix-support: no renderer named \"" << options._name << "\" in "
-                    << ExternalRenderManager::rendererFolder() << "\n";
+    if (edited.empty()) {
+        context.err << "corvix-support: no renderer named \"" << vesk_printablePath(options._name)
+                    << "\" in " << vesk_printablePath(ExternalRenderManager::rendererFolder())
+                    << "\n";
         context.exitCode = kCliFailure;
         return;
     }
-    for (ExternalRenderer* row : rows) {
-        if (pinning) {
-            pin(row, options._path);
-        } else {
-            row->setOverridden(false);
-            manager.parseXmlFile(row->getControlFile().c_str(), true, row);
-        }
-    }
-    printRows(rows, options._json, context.out);
+    printRows(edited, options._json, context.out);
     apply(manager, context);
 }
 
@@ -169,7 +158,8 @@ void registerRenderersCommand(CLI::App& app, CliContext& context) {
         "control file), or pin one to a path of your own or return it to discovery; pin and "
         "discover rewrite overrides.xml");
     renderers->require_subcommand(0, 1);
-    renderers->add_flag("--json", options->_json, "Print the rows as JSON");
+    renderers->add_flag("--json", options->_json,
+                        "Print the rows as JSON (bytes that are not UTF-8 become U+FFFD)");
 
     CLI::App* list = renderers->add_subcommand("list", "List the renderers (the default)");
     list->fallthrough();

@@ -10,20 +10,16 @@
 
 #include "AppBundle.h"
 #include "AppFinder.h"
-#include "RenderControlInfo.h"
 #include "RenderExecutable.h"
 #include "RendererFixtures.h"
 #include "TestEnvironment.h"
+#include "VeskPath.h"
 
-using corvix_test::runCommand;
 using corvix_test::writeFile;
-using renderer_test::controlInfoFrom;
 using renderer_test::makeBundle;
 using renderer_test::makeExecutable;
 
 namespace {
-
-const std::string kType = "application/x-corvix-scene";
 
 class AppFinderTest : public renderer_test::RendererTest {
   protected:
@@ -35,23 +31,17 @@ class AppFinderTest : public renderer_test::RendererTest {
         corvix_test::makeDirs(tmp("system-share"));
     }
 
-    // Registers the type of "*.cvxscene" and one desktop entry per program, then rebuilds both
-    // caches, as a package manager would.
+    // Desktop entries whose Exec quotes each program, as a path holding a space requires.
     void registerApplications(const std::vector<std::string>& programs) {
-        writeFile(tmp("share/mime/packages/corvix-scene.xml"),
-                  "<?xml version=\"1.0\"?>\n<mime-info xmlns=\"http://www.freedesktop.org/"
-                  "standards/shared-mime-info\"><mime-type type=\"" +
-                      kType + "\"><glob pattern=\"*.cvxscene\"/></mime-type></mime-info>\n");
-        for (size_t i = 0; i < programs.size(); ++i) {
-            writeFile(tmp("share/applications/app" + std::to_string(i) + ".desktop"),
-                      "[Desktop Entry]\nType=Application\nName=App\nExec=" + programs[i] +
-                          " %f\nMimeType=" + kType + ";\n");
+        std::vector<std::string> commandLines;
+        for (const std::string& program : programs) {
+            commandLines.push_back("\"" + program + "\" %f");
         }
-        ASSERT_EQ(0, runCommand("update-mime-database '" + tmp("share/mime") + "' 2>&1"));
-        ASSERT_EQ(0, runCommand("update-desktop-database '" + tmp("share/applications") + "'"));
+        renderer_test::registerApplications(tmp("share"), commandLines);
     }
     void setDefault(int index) {
-        writeFile(home() + "/.config/mimeapps.list", "[Default Applications]\n" + kType + "=app" +
+        writeFile(home() + "/.config/mimeapps.list", std::string("[Default Applications]\n") +
+                                                         renderer_test::kSceneType + "=app" +
                                                          std::to_string(index) + ".desktop\n");
     }
 
@@ -81,8 +71,9 @@ class AppFinderTest : public renderer_test::RendererTest {
     }
     static std::string find(const char* extension, const char* signature) {
         return inChild([=] {
-            char result[1025] = {0};
-            bool found = AppFinder::findApplicationForExtension(extension, signature, result, 1024);
+            char result[kVeskPathBufferSize] = {0};
+            bool found = AppFinder::findApplicationForExtension(extension, signature, result,
+                                                                kVeskPathBufferSize - 1);
             return found ? std::string(result) : std::string("<none>");
         });
     }
@@ -98,10 +89,10 @@ class AppFinderTest : public renderer_test::RendererTest {
 TEST_F(AppFinderTest, TheDefaultApplicationWinsOverTheOthers) {
     makeBundle(tmp("apps/First.app"), "CinemaRender", "10");
     makeBundle(tmp("apps/Second.app"), "CinemaRender", "11");
-    makeExecutable(tmp("tools/cinema-render"));
+    makeExecutable(tmp("my tools/cinema-render"));
     registerApplications({tmp("apps/First.app/Contents/MacOS/CinemaRender"),
                           tmp("apps/Second.app/Contents/MacOS/CinemaRender"),
-                          tmp("tools/cinema-render")});
+                          tmp("my tools/cinema-render")});
     size_t probesBefore = probeFiles();
     setDefault(1);
     EXPECT_EQ(tmp("apps/Second.app/Contents/MacOS/CinemaRender"), find("cvxscene", "Render$"));
@@ -109,30 +100,17 @@ TEST_F(AppFinderTest, TheDefaultApplicationWinsOverTheOthers) {
     EXPECT_EQ(tmp("apps/First.app/Contents/MacOS/CinemaRender"), find("cvxscene", "Render$"));
     // Without a match in the default the others are searched; an application that is no
     // bundle is matched by its own program.
-    EXPECT_EQ(tmp("tools/cinema-render"), find("cvxscene", "^cinema-"));
+    EXPECT_EQ(tmp("my tools/cinema-render"), find("cvxscene", "^cinema-"));
     EXPECT_EQ("<none>", find("cvxscene", "^Maya$"));
     EXPECT_EQ("<none>", find("cvxunknown", "Render"));
     EXPECT_EQ(probesBefore, probeFiles());
-
-    // From a render control file: the pattern is the signature, the bundle gives the version.
-    EXPECT_EQ(tmp("apps/First.app/Contents/MacOS/CinemaRender") + " 10", inChild([] {
-                  auto info = controlInfoFrom(
-                      "<renderer><executable discover=\"cvxscene\">Cinema[A-Z]</executable>"
-                      "</renderer>");
-                  return info && info->getExecutable()
-                             ? std::string(info->getExecutable()->getLaunchPath()) + " " +
-                                   info->getProducts()[0].first
-                             : std::string("<none>");
-              }));
 }
 
 TEST_F(AppFinderTest, ASignatureThatDoesNotCompileIsReported) {
-    testing::internal::CaptureStderr();
     RenderExecutable executable("Render(");
     executable.setDiscoverKey("cvxscene");
     executable.discoverApplication();
-    EXPECT_EQ("\nOV::AppFinder: could not compile exe signature expression.",
-              testing::internal::GetCapturedStderr());
+    EXPECT_EQ("\nOV::AppFinder: could not compile exe signature expression.", diagnostics());
     EXPECT_STREQ("", executable.getLaunchPath());
     EXPECT_FALSE(executable.exists());
 }
@@ -148,15 +126,19 @@ TEST_F(AppFinderTest, TheWalkSkipsHiddenEntries) {
     writeFile(bundle + "/Contents/Resources/Render5", "not executable");
     regex_t signature;
     ASSERT_EQ(0, regcomp(&signature, "Render", REG_EXTENDED));
-    char result[1025] = {0};
-    EXPECT_FALSE(AppFinder::scanBundleContents(AppBundle(bundle), &signature, result, 1024));
+    char result[kVeskPathBufferSize] = {0};
+    EXPECT_FALSE(AppFinder::scanBundleContents(AppBundle(bundle), &signature, result,
+                                               kVeskPathBufferSize - 1));
 
     makeExecutable(bundle + "/Contents/...more/Render6");
-    EXPECT_TRUE(AppFinder::scanBundleContents(AppBundle(bundle), &signature, result, 1024));
+    EXPECT_TRUE(AppFinder::scanBundleContents(AppBundle(bundle), &signature, result,
+                                              kVeskPathBufferSize - 1));
     EXPECT_EQ(bundle + "/Contents/...more/Render6", std::string(result));
+    // A match that does not fit the result is refused and named, never cut.
     char shortResult[9] = {0};
-    EXPECT_TRUE(AppFinder::scanDir((bundle + "/Contents").c_str(), &signature, shortResult, 8));
-    EXPECT_EQ(bundle.substr(0, 8), std::string(shortResult));
+    EXPECT_FALSE(AppFinder::scanDir((bundle + "/Contents").c_str(), &signature, shortResult, 8));
+    EXPECT_STREQ("", shortResult);
+    EXPECT_NE(std::string::npos, diagnostics().find("not used: " + bundle + "/Contents/...more"));
     regfree(&signature);
 }
 

@@ -1,4 +1,4 @@
-// The renderers folder scan and the overrides file that "Apply" writes.
+// The renderers folder scan, the view's row edits, and the overrides file that "Apply" writes.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -8,6 +8,7 @@
 #include "ExternalRenderer.h"
 #include "RendererFixtures.h"
 #include "TestEnvironment.h"
+#include "VeskPath.h"
 
 using corvix_test::makeDirs;
 using corvix_test::readFile;
@@ -51,8 +52,8 @@ TEST_F(ExternalRenderManagerTest, OnlyControlFilesOfTheFolderGiveRows) {
     for (const auto& [name, contents] : files) {
         writeFile(rendererFolder() + "/" + name, contents);
     }
-    // Special files are never parsed: a FIFO would block, a folder in the overrides file's
-    // place would be taken for a huge file.
+    // Special files are never parsed but named: a FIFO would block, a folder in the overrides
+    // file's place would be taken for a huge file.
     ASSERT_EQ(0, mkfifo((rendererFolder() + "/fifo.xml").c_str(), 0644));
     makeDirs(rendererFolder() + "/overrides.xml");
 
@@ -64,66 +65,87 @@ TEST_F(ExternalRenderManagerTest, OnlyControlFilesOfTheFolderGiveRows) {
     EXPECT_EQ(tmp("bin/render"), row->getPath());
     EXPECT_TRUE(row->isValid());
     EXPECT_FALSE(row->isOverridden());
+    std::string messages = diagnostics();
+    EXPECT_NE(std::string::npos, messages.find("overrides.xml: it is a folder, not a regular"));
+    EXPECT_NE(std::string::npos, messages.find("fifo.xml: it is a FIFO, not a regular file."));
 }
 
-TEST_F(ExternalRenderManagerTest, CommitWritesOverriddenRowsAsTheyStand) {
-    {
-        makeDirs(rendererFolder());
-        ExternalRenderManager empty;
-        EXPECT_TRUE(empty.getRenderers().empty());
-        ASSERT_TRUE(empty.commitChanges());
-        EXPECT_EQ(std::string(kHeader) + kClosing, overrides());
-    }
-    writeFile(rendererFolder() + "/a.xml", controlFile("A &amp; &quot;B&quot;", "/nowhere/a"));
-    writeFile(rendererFolder() + "/overrides.xml", "<overrides/>");
-    ExternalRenderManager manager;
-    ASSERT_EQ(1u, manager.getRenderers().size());
-    ExternalRenderer* row = manager.getRenderers()[0];
-    EXPECT_FALSE(row->isValid());
-    EXPECT_EQ("", row->getPath());
-    row->setOverridden(true);
-    row->setPath("/opt/<x> & y");
-    ASSERT_TRUE(manager.commitChanges());
-    EXPECT_EQ(
-        std::string(kHeader) + "\n<renderer name=\"A & \"B\"\">/opt/<x> & y</renderer>" + kClosing,
-        overrides());
-}
-
-// Rows pinned in the overrides file load in "Specify" mode; switching one back to "Discover"
-// re-reads its file without the override, and the next commit drops its line.
-TEST_F(ExternalRenderManagerTest, SwitchingBackToDiscoverRemovesTheLine) {
+// The view's rules: "Specify" checks the current path; a typed path means "Specify", a case-only
+// change keeps the old text and validity; "Discover" re-reads the file without the override.
+// Rows outside the list and paths too long for the path buffer are refused, never cut.
+TEST_F(ExternalRenderManagerTest, RowEditsFollowTheViewsRules) {
     makeBundle(applications() + "/Alpha.app", "Alpha", "10");
     makeExecutable(tmp("pinned/alpha"));
-    makeExecutable(tmp("pinned/beta"));
-    makeExecutable(tmp("bin/beta"));
+    std::string discovered = applications() + "/Alpha.app/Contents/MacOS/Alpha";
     writeFile(rendererFolder() + "/a.xml",
               controlFile("Alpha", "($APPDIR)/Alpha.app/Contents/MacOS/Alpha"));
-    writeFile(rendererFolder() + "/b.xml", controlFile("Beta", tmp("bin/beta")));
     writeFile(rendererFolder() + "/overrides.xml",
               std::string(kHeader) + "\n<renderer name=\"Alpha\">" + tmp("pinned/alpha") +
-                  "</renderer>\n<renderer name=\"Beta\">" + tmp("pinned/beta") + "</renderer>" +
-                  kClosing);
-
+                  "</renderer>" + kClosing);
     ExternalRenderManager manager;
-    ASSERT_EQ(2u, manager.getRenderers().size());
-    ExternalRenderer* alpha = manager.getRenderers()[0];
-    if (alpha->getName() != "Alpha") {
-        alpha = manager.getRenderers()[1];
-    }
-    ASSERT_EQ("Alpha", alpha->getName());
-    EXPECT_TRUE(alpha->isOverridden());
-    EXPECT_EQ(tmp("pinned/alpha"), alpha->getPath());
+    ASSERT_EQ(1u, manager.getRenderers().size());
+    const ExternalRenderer* row = manager.getRenderers()[0];
+    auto state = [row] {
+        return std::string(row->isOverridden() ? "Specify " : "Discover ") +
+               (row->isValid() ? "Installed " : "Missing ") + row->getPath();
+    };
+    EXPECT_EQ("Specify Installed " + tmp("pinned/alpha"), state());
+    ASSERT_TRUE(manager.setMode(0, ExternalRenderManager::kModeDiscover));
+    EXPECT_EQ("Discover Installed " + discovered, state());
+    ASSERT_TRUE(manager.setMode(0, ExternalRenderManager::kModeSpecify));
+    EXPECT_EQ("Specify Installed " + discovered, state());
 
-    alpha->setOverridden(false);
-    EXPECT_EQ(0, manager.parseXmlFile(alpha->getControlFile().c_str(), true, alpha));
-    ASSERT_EQ(2u, manager.getRenderers().size());
-    EXPECT_EQ(applications() + "/Alpha.app/Contents/MacOS/Alpha", alpha->getPath());
-    EXPECT_TRUE(alpha->isValid());
+    ASSERT_TRUE(manager.setMode(0, ExternalRenderManager::kModeDiscover));
+    ASSERT_TRUE(manager.setPath(0, (applications() + "/Alpha.app/Contents/MacOS/ALPHA").c_str()));
+    EXPECT_EQ("Specify Installed " + discovered, state());
+    ASSERT_TRUE(manager.setPath(0, tmp("later").c_str()));
+    EXPECT_EQ("Specify Missing " + tmp("later"), state());
+    writeFile(tmp("later"), "");
+    ASSERT_TRUE(manager.setMode(0, ExternalRenderManager::kModeSpecify));
+    EXPECT_EQ("Specify Installed " + tmp("later"), state());
+    ASSERT_TRUE(manager.setPath(0, "/opt/nowhere"));
+    EXPECT_EQ("Specify Missing /opt/nowhere", state());
+    EXPECT_EQ("", diagnostics());
 
+    std::string tooLong = "/" + std::string(kVeskPathMaxLength, 'x');
+    EXPECT_FALSE(manager.setPath(0, tooLong.c_str()));
+    EXPECT_FALSE(manager.setMode(1, ExternalRenderManager::kModeSpecify));
+    EXPECT_FALSE(manager.setPath(size_t(-1), "/x"));
+    EXPECT_EQ("Specify Missing /opt/nowhere", state());
+    EXPECT_EQ("\nPath too long (1024 bytes, at most 1023 fit), not used: " + tooLong +
+                  "\nNo renderer in row 1; the list has 1.\nNo renderer in row " +
+                  std::to_string(size_t(-1)) + "; the list has 1.",
+              diagnostics());
+
+    // A pin whose program is missing stays a pin through a reload.
     ASSERT_TRUE(manager.commitChanges());
-    EXPECT_EQ(std::string(kHeader) + "\n<renderer name=\"Beta\">" + tmp("pinned/beta") +
-                  "</renderer>" + kClosing,
-              overrides());
+    EXPECT_TRUE(ExternalRenderManager().getRenderers().at(0)->isOverridden());
+    EXPECT_EQ(
+        std::string(kHeader) + "\n<renderer name=\"Alpha\">/opt/nowhere</renderer>" + kClosing,
+        overrides());
+    ASSERT_TRUE(manager.setMode(0, ExternalRenderManager::kModeDiscover));
+    ASSERT_TRUE(manager.commitChanges());
+    EXPECT_EQ(std::string(kHeader) + kClosing, overrides());
+}
+
+// A damaged file holds the user's pins: it is kept aside and named, never replaced; an empty one
+// holds nothing and is simply replaced.
+TEST_F(ExternalRenderManagerTest, CommitKeepsDamagedFilesAside) {
+    makeDirs(rendererFolder());
+    for (std::string contents : {"<overrides><renderer name=\"A\">/a</rend", "<renderers/>", ""}) {
+        writeFile(rendererFolder() + "/overrides.xml", contents);
+        ExternalRenderManager manager;
+        ASSERT_TRUE(manager.commitChanges()) << manager.getCommitError();
+        EXPECT_EQ(std::string(kHeader) + kClosing, overrides());
+        std::string kept;
+        corvix_test::runCommand(
+            "ls -d '" + rendererFolder() + "'/overrides.xml.damaged-* 2>/dev/null", &kept);
+        kept = kept.substr(0, kept.find('\n'));
+        EXPECT_EQ(contents, kept.empty() ? "" : readFile(kept));
+        EXPECT_EQ(!contents.empty(),
+                  diagnostics().find("was kept as " + kept + ".") != std::string::npos);
+        unlink(kept.c_str());
+    }
 }
 
 }  // namespace

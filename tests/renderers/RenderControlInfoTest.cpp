@@ -37,10 +37,8 @@ TEST_F(RenderControlInfoTest, WindowsExecutablesAreSkippedMissingOnesDropped) {
     ASSERT_EQ(1u, info->getExecutables().size());
     EXPECT_TRUE(info->handlesExtension("C4D"));
     EXPECT_FALSE(info->handlesExtension("c4"));
-    testing::internal::CaptureStderr();
     info->dumpInfo();
-    EXPECT_EQ("\n\nExtensions\n---\nc4d\nC4D\nc4d\n\nUTI\n---\ncom.x.c4d",
-              testing::internal::GetCapturedStderr());
+    EXPECT_EQ("\n\nExtensions\n---\nc4d\nC4D\nc4d\n\nUTI\n---\ncom.x.c4d", diagnostics());
 
     // A missing executable leaves a renderer without executables, not no renderer.
     auto missing = controlInfoFrom(renderer("<executable>/nowhere/x</executable>"));
@@ -60,11 +58,10 @@ TEST_F(RenderControlInfoTest, ReadsAttributesAndExpandsFolderTokens) {
     EXPECT_TRUE(e->usesHFS());
     EXPECT_TRUE(e->hasAdapter());
     EXPECT_EQ("1.0", info->getProducts().at(0).first);
-    testing::internal::CaptureStderr();
     e->dumpInfo();
     EXPECT_EQ("\n\nExecutable\n----\nPath: " + expanded +
                   "\nVersion: R12\nStream: StdOut\nConsoleReader: Standard\nExists: yes",
-              testing::internal::GetCapturedStderr());
+              diagnostics());
 
     makeExecutable(tmp("bin/render"));
     auto other =
@@ -110,7 +107,8 @@ TEST_F(RenderControlInfoTest, OverridePathAppliesToEveryExecutableUnlessIgnored)
 }
 
 // The declared version not above the installed one (9, 10 and 11 declared; 10.1, then 9.5
-// installed); among undeclared ones the program with the highest installed version.
+// installed), the first of equals; among undeclared ones the program with the highest installed
+// version.
 TEST_F(RenderControlInfoTest, ChoosesTheExecutableByInstalledVersion) {
     std::string executables;
     for (const char* version : {"10", "9", "11"}) {
@@ -125,6 +123,17 @@ TEST_F(RenderControlInfoTest, ChoosesTheExecutableByInstalledVersion) {
         EXPECT_STREQ(chosen, info->getExecutable()->getVersionString());
     }
 
+    // Among executables without a declared version that all point at the installed program,
+    // the first in the file wins; enough of them that an unstable sort would reorder them.
+    std::string undeclared;
+    for (int i = 0; i < 40; ++i) {
+        undeclared += "<executable adapter=\"a" + std::to_string(i) +
+                      "\">($APPDIR)/Cinema.app/Contents/MacOS/Cinema</executable>";
+    }
+    auto first = controlInfoFrom(renderer(undeclared));
+    ASSERT_NE(nullptr, first);
+    EXPECT_STREQ("a0", first->getExecutable()->getAdapter());
+
     makeBundle(applications() + "/C96.app", "Cinema", "9.6");
     makeBundle(applications() + "/C101.app", "Cinema", "10.1");
     makeExecutable(tmp("bin/plain"));
@@ -137,7 +146,8 @@ TEST_F(RenderControlInfoTest, ChoosesTheExecutableByInstalledVersion) {
               info->getExecutable()->getLaunchPath());
 }
 
-// Binary, truncated, wrongly typed and folder Info.plist files give no version.
+// Binary, truncated, wrongly typed and folder Info.plist files give no version; only the folder
+// is named, as something other than a file.
 TEST_F(RenderControlInfoTest, UnreadableBundleVersionsKeepTheDefault) {
     const std::string plists[] = {
         std::string("bplist00\xd1\x01\x02_\x10\x1a"
@@ -158,7 +168,10 @@ TEST_F(RenderControlInfoTest, UnreadableBundleVersionsKeepTheDefault) {
     }
     unlink((bundle + "/Contents/Info.plist").c_str());
     makeDirs(bundle + "/Contents/Info.plist");
+    EXPECT_EQ("", diagnostics()) << "unreadable lists are not reported";
     EXPECT_FALSE(RenderControlInfo::getVersionStringForPath(path.c_str(), version));
+    EXPECT_EQ("\nSkipped " + bundle + "/Contents/Info.plist: it is a folder, not a regular file.",
+              diagnostics());
     EXPECT_FALSE(RenderControlInfo::getVersionStringForPath(tmp("bin/none").c_str(), version));
     EXPECT_EQ("untouched", version);
 }

@@ -6,6 +6,7 @@
 
 #include "RenderController.h"
 #include "RenderStrings.h"
+#include "RendererFixtures.h"
 #include "StringMatcher.h"
 #include "TestEnvironment.h"
 #include "VeskLog.h"
@@ -45,10 +46,10 @@ const char kRenderer[] =
     "<renderer name=\"Cinema\"><extension>c4d</extension>"
     "<executable>/nowhere/cinema</executable>";
 
-class RenderControllerTest : public corvix_test::SandboxTest {
+class RenderControllerTest : public renderer_test::RendererTest {
   protected:
     void SetUp() override {
-        SandboxTest::SetUp();
+        RendererTest::SetUp();
         _log = tmp("render.log");
         VeskThreadLoggingEnabled = 0;
         initializeVeskLogging(const_cast<char*>(_log.c_str()));
@@ -57,7 +58,7 @@ class RenderControllerTest : public corvix_test::SandboxTest {
         VeskLoggingInitialized = 0;
         VeskThreadLoggingEnabled = 1;
         cleanupVeskLogging();
-        SandboxTest::TearDown();
+        RendererTest::TearDown();
     }
     std::string controlFile(const std::string& body, const std::string& name = "r.xml") {
         writeFile(tmp(name), std::string(kRenderer) + body + "</renderer>");
@@ -142,14 +143,15 @@ TEST_F(RenderControllerTest, StartingStateIsTheLastDefaultElseTheFirst) {
 }
 
 TEST_F(RenderControllerTest, BrokenFilesAndExpressionsAreLoggedNotFatal) {
-    RenderController missing(tmp("absent.xml").c_str());
-    EXPECT_FALSE(missing.isValid());
-    EXPECT_TRUE(logged("ERROR\tCould not load render control file: " + tmp("absent.xml")));
+    corvix_test::makeDirs(tmp("folder.xml"));  // not a file: unreadable and named, not a crash
+    for (const char* name : {"absent.xml", "folder.xml"}) {
+        RenderController unreadable(tmp(name).c_str());
+        EXPECT_FALSE(unreadable.isValid());
+        EXPECT_TRUE(logged("ERROR\tCould not load render control file: " + tmp(name)));
+    }
     EXPECT_TRUE(logged("ERROR\tRenderController: Error parsing file."));
-
-    corvix_test::makeDirs(tmp("folder.xml"));  // not a file: unreadable, not a crash
-    RenderController folder(tmp("folder.xml").c_str());
-    EXPECT_TRUE(logged("ERROR\tCould not load render control file: " + tmp("folder.xml")));
+    EXPECT_EQ("\nSkipped " + tmp("folder.xml") + ": it is a folder, not a regular file.",
+              diagnostics());
 
     writeFile(tmp("other.xml"), "<settings/>");
     RenderController noRenderer(tmp("other.xml").c_str());

@@ -1,5 +1,6 @@
 // Fixture helpers shared by the renderer tests: fake application bundles and executables in a
-// sandbox, render control documents parsed from text, and a fresh override map per test.
+// sandbox, render control documents parsed from text, an application registry (GIO) over a
+// temporary XDG data folder, and a fresh override map and a capturing diagnostics sink per test.
 #ifndef CORVIX_TESTS_RENDERERS_RENDERERFIXTURES_H
 #define CORVIX_TESTS_RENDERERS_RENDERERFIXTURES_H
 
@@ -8,12 +9,16 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "RenderControlInfo.h"
 #include "RendererOverrideMap.h"
 #include "TestEnvironment.h"
+#include "VeskDiagnostics.h"
 
 namespace renderer_test {
+
+const char kSceneType[] = "application/x-corvix-scene";
 
 inline void makeExecutable(const std::string& path, const std::string& contents = "#!/bin/sh\n") {
     corvix_test::writeFile(path, contents);
@@ -33,6 +38,25 @@ inline void makeBundle(const std::string& bundle, const std::string& executable,
     makeExecutable(bundle + "/Contents/MacOS/" + executable);
 }
 
+// Registers the type of "*.cvxscene" and one desktop entry "app<i>.desktop" per command line
+// (the Exec value) below dataHome, then rebuilds both caches, as a package manager would.
+inline void registerApplications(const std::string& dataHome,
+                                 const std::vector<std::string>& commandLines) {
+    corvix_test::writeFile(dataHome + "/mime/packages/corvix-scene.xml",
+                           "<?xml version=\"1.0\"?>\n<mime-info xmlns=\"http://www.freedesktop.org/"
+                           "standards/shared-mime-info\"><mime-type type=\"" +
+                               std::string(kSceneType) +
+                               "\"><glob pattern=\"*.cvxscene\"/></mime-type></mime-info>\n");
+    for (size_t i = 0; i < commandLines.size(); ++i) {
+        corvix_test::writeFile(dataHome + "/applications/app" + std::to_string(i) + ".desktop",
+                               "[Desktop Entry]\nType=Application\nName=App\nExec=" +
+                                   commandLines[i] + "\nMimeType=" + kSceneType + ";\n");
+    }
+    ASSERT_EQ(0, corvix_test::runCommand("update-mime-database '" + dataHome + "/mime' 2>&1"));
+    ASSERT_EQ(0,
+              corvix_test::runCommand("update-desktop-database '" + dataHome + "/applications'"));
+}
+
 // Parses a render control document and builds its renderer; null when either fails.
 inline std::unique_ptr<RenderControlInfo> controlInfoFrom(const std::string& xml,
                                                           bool ignoreOverride = false) {
@@ -43,7 +67,15 @@ inline std::unique_ptr<RenderControlInfo> controlInfoFrom(const std::string& xml
         RenderControlInfo::controlInfoFromElement(renderer, ignoreOverride));
 }
 
-// The sandbox, with the process-wide override map emptied before and after each test.
+// Keeps every message the core sends to the diagnostics sink.
+class CapturingSink : public VeskDiagnosticSink {
+  public:
+    void write(const std::string& text) override { _text += text; }
+    std::string _text;
+};
+
+// The sandbox, with the process-wide override map emptied before and after each test and the
+// core's messages captured in _diagnostics._text.
 class RendererTest : public corvix_test::SandboxTest {
   protected:
     void SetUp() override {
@@ -54,10 +86,19 @@ class RendererTest : public corvix_test::SandboxTest {
         RendererOverrideMap::getInstance()->clear();
         SandboxTest::TearDown();
     }
+    // The captured messages, cleared for the next step.
+    std::string diagnostics() {
+        std::string text;
+        text.swap(_diagnostics._text);
+        return text;
+    }
     std::string applications() const { return root() + "/Applications"; }
     std::string rendererFolder() const {
         return root() + "/Library/Application Support/Orvanta Software/CorvixPro2/Renderers";
     }
+
+    CapturingSink _diagnostics;
+    VeskScopedDiagnosticSink _capture{&_diagnostics};
 };
 
 }  // namespace renderer_test
