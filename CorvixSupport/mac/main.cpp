@@ -20,6 +20,7 @@
 #include "DarkTheme.h"
 #include "NSDarkToolBar.h"
 #include "PaintWatcher.h"
+#include "WindowDiagnostics.h"
 
 namespace {
 
@@ -68,6 +69,7 @@ int main(int argc, char* argv[]) {
     parser.addHelpOption();
     parser.process(application);
 
+    WindowDiagnostics diagnostics;
     DarkTheme::apply(application);
     AppController controller;
     controller.awakeFromNib();
