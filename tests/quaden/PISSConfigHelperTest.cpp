@@ -24,7 +24,6 @@ class ConfigHelperTest : public QuadenStoreTest {
         VeskDevLoggingEnabled = 0;
         QuadenStoreTest::TearDown();
     }
-    bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
     // A cache folder holding one sparse file of mb megabytes.
     std::string cacheOf(const std::string& name, int mb) {
         std::string folder = tmp(name);
