@@ -124,13 +124,4 @@ TEST_F(ConfigHelperTest, CacheWarningsAndOverflow) {
     EXPECT_EQ(H::isCacheCheckingMode(1), 0);
 }
 
-TEST_F(ConfigHelperTest, DamagedGlobalFileIsNeverRewritten) {
-    const std::string damaged = "default int\tA 1\ndefault float\tB 2\ndefault int\tC 3\n";
-    writeFile(productFolder() + "Config.txt", damaged);
-    EXPECT_EQ(QuadenPISSConfigHelper::addOrUpdateGlobalIntegerSetting("A", 4), 0);
-    EXPECT_EQ(readFile(productFolder() + "Config.txt"), damaged);
-    EXPECT_TRUE(
-        logged("ERROR\tUnable to start persistent storage transaction. for: [default] [A]\n"));
-}
-
 }  // namespace
