@@ -6,22 +6,28 @@
 #include <string>
 
 #include "Quaden_PISSUtilities.h"
+#include "VeskFile.h"
 #include "VeskLog.h"
+#include "VeskPath.h"
 #include "Vesk_Mutex.h"
 
 namespace {
 
 const char* const kProductName = "Corvix Pro";
-const int kPathSize = 1024;
 
-// The full path of "Config.txt" below the product folder.
-void buildConfigFilePath(char* path) {
-    char folder[kPathSize];
-    assignCorvixProRootConfigDirectoryPath(folder, kPathSize);
-    // Like every product path, it is cut at kPathSize - 1 characters, never rejected.
-    std::string full = std::string(folder) + "Config.txt";
-    memset(path, 0, kPathSize);
-    full.copy(path, kPathSize - 1);
+// The full path of "Config.txt" below the product folder; empty (with an error in the log) when
+// it would not fit a path buffer.
+std::string configFilePath() {
+    char folder[kVeskPathBufferSize];
+    char path[kVeskPathBufferSize];
+    if (!assignCorvixProRootConfigDirectoryPath(folder, sizeof folder)) {
+        return std::string();
+    }
+    if (!vesk_formatPathQuietly(path, sizeof path, "%sConfig.txt", folder)) {
+        PISSLogPathTooLong("Config", std::string(folder) + "Config.txt", kVeskPathMaxLength);
+        return std::string();
+    }
+    return path;
 }
 
 struct DefaultSetting {
@@ -57,52 +63,32 @@ const DefaultSetting kDefaults[] = {
 QuadenPISSConfig::QuadenPISSConfig() : QuadenPISSConfig(true) {}
 
 QuadenPISSConfig::QuadenPISSConfig(bool initializeWhenMissing)
-    : _valid(1),
-      _first(nullptr),
-      _last(nullptr),
-      _cursor(nullptr),
-      _count(0),
-      _path(nullptr),
-      _mutex(new Vesk_Mutex()) {
+    : QuadenPISSKVPStore("Config", "Commit: Cannot open generic config file '%s' for writing\n"),
+      _valid(1) {
+    _file.SetPath(configFilePath());
     load(initializeWhenMissing);
 }
 
-QuadenPISSConfig::~QuadenPISSConfig() {
-    {
-        Vesk_MutexLocker locker(_mutex);
-        while (_first != nullptr) {
-            tConfigKVPEntry* next = _first->_next;
-            PISSFreeKVPEntry(_first);
-            _first = next;
-        }
-        _last = _cursor = nullptr;
-        _count = 0;
-        free(_path);
-        _path = nullptr;
-    }
-    delete _mutex;
-}
-
 void QuadenPISSConfig::load(bool initializeWhenMissing) {
-    char path[kPathSize];
-    buildConfigFilePath(path);
-    _path = strdup(path);
-
-    FILE* file = fopen(path, "r");
+    clear();
+    _valid = 1;
+    const char* path = _file.Path();
+    bool missing = false;
+    FILE* file = _file.OpenForLoading(&missing);
     if (file == nullptr) {
-        vesk_logWarning("Cannot open generic config file '%s' for reading\n", path);
         _valid = 0;
-        if (initializeWhenMissing) {
+        if (path != nullptr) {
+            vesk_logWarning("Cannot open generic config file '%s' for reading\n", path);
+        }
+        // Only a missing file is created; one that is there but cannot be read is left alone.
+        if (missing && initializeWhenMissing) {
             initializePISSConfig();
         }
         return;
     }
-    char line[kPathSize];
-    while (PISSReadStoreLine(file, line, kPathSize)) {
-        sPISSStoreLine fields;
-        if (!PISSSplitStoreLine(line, &fields)) {
-            break;
-        }
+    char line[kPISSLineBufferSize];
+    sPISSStoreLine fields;
+    while (PISSReadStoreEntry(file, line, &fields)) {
         bool isString = fields._type != nullptr && strcmp(fields._type, "string") == 0;
         bool isInt = fields._type != nullptr && strcmp(fields._type, "int") == 0;
         if (!isString && !isInt) {
@@ -116,25 +102,32 @@ void QuadenPISSConfig::load(bool initializeWhenMissing) {
             _valid = 0;
             break;
         }
-        if (isString) {
-            Add(fields._group, fields._key, fields._value);
-        } else {
-            Add(fields._group, fields._key, PISSParseInt(fields._value));
-        }
+        add(fields._group, fields._key, isString ? kPISSStringEntry : kPISSIntEntry,
+            isString ? fields._value : nullptr, isString ? 0 : PISSParseInt(fields._value));
     }
     fclose(file);
+    loaded();
 }
 
 void QuadenPISSConfig::initializePISSConfig() {
-    char path[kPathSize];
-    buildConfigFilePath(path);
-    FILE* file = fopen(path, "r");
+    std::string path = configFilePath();
+    if (path.empty()) {
+        return;
+    }
+    bool missing = false;
+    std::string why;
+    FILE* file = PISSOpenStoreFile(path.c_str(), kPISSSettingsFileMaxBytes, &missing, &why);
+    if (file == nullptr && !missing) {
+        vesk_logWarning("Config: %s\n", why.c_str());
+        vesk_logError("%s Persistent information store is invalid!", kProductName);
+        return;
+    }
     if (file == nullptr) {
         vesk_log("%s Persistent Information Store has not been initialized. Creating Config.",
                  kProductName);
-        // Appending creates the file when it is missing and never truncates one that exists but
-        // could not be read.
-        file = fopen(path, "a");
+        // Appending creates the file when it is missing and never truncates one that another
+        // process created in the meantime.
+        file = vesk_fopenRegular(path.c_str(), "a");
         if (file == nullptr) {
             vesk_logError(
                 "Unable to create Persistent Storage Config File. %s installation may be corrupt.",
@@ -146,15 +139,22 @@ void QuadenPISSConfig::initializePISSConfig() {
     fclose(file);
 
     QuadenPISSConfig store(false);
+    if (!store.StartTransaction()) {
+        return;
+    }
     if (!store.IsValid()) {
         vesk_logError("%s Persistent information store is invalid!", kProductName);
         return;
     }
-    char frameCacheFolder[kPathSize];
-    char renderQueueFolder[kPathSize];
-    assignCorvixProFrameCacheDefaultDirectoryPath(frameCacheFolder, kPathSize);
-    assignCorvixProRenderQueueDefaultDirectoryPath(renderQueueFolder, kPathSize);
-    const char* const folders[] = {frameCacheFolder, renderQueueFolder};
+    char frameCacheFolder[kVeskPathBufferSize];
+    char renderQueueFolder[kVeskPathBufferSize];
+    const char* const folders[] = {
+        assignCorvixProFrameCacheDefaultDirectoryPath(frameCacheFolder, sizeof frameCacheFolder)
+            ? frameCacheFolder
+            : nullptr,
+        assignCorvixProRenderQueueDefaultDirectoryPath(renderQueueFolder, sizeof renderQueueFolder)
+            ? renderQueueFolder
+            : nullptr};
 
     for (size_t i = 0; i < sizeof kDefaults / sizeof kDefaults[0]; ++i) {
         const DefaultSetting& setting = kDefaults[i];
@@ -164,12 +164,13 @@ void QuadenPISSConfig::initializePISSConfig() {
                 store.Add("default", setting._key, setting._intValue);
             }
         } else {
-            char* value = nullptr;
-            if (!store.GetItem(&value, "default", setting._key)) {
-                store.Add("default", setting._key,
-                          setting._stringValue != nullptr ? setting._stringValue : folders[i]);
+            const char* value = setting._stringValue != nullptr ? setting._stringValue : folders[i];
+            char* present = nullptr;
+            // A default folder that does not fit a path is left out rather than cut.
+            if (!store.GetItem(&present, "default", setting._key) && value != nullptr) {
+                store.Add("default", setting._key, value);
             }
-            free(value);
+            free(present);
         }
     }
     store.Commit();
@@ -177,111 +178,33 @@ void QuadenPISSConfig::initializePISSConfig() {
 
 int QuadenPISSConfig::Commit() {
     Vesk_MutexLocker locker(_mutex);
-    FILE* file = _path != nullptr ? fopen(_path, "w") : nullptr;
-    if (file == nullptr) {
-        vesk_logWarning("Commit: Cannot open generic config file '%s' for writing\n",
-                        _path != nullptr ? _path : "");
+    if (!_valid) {
+        vesk_logWarning("Commit: '%s' was not read whole; an invalid store is not written\n",
+                        _file.Path() != nullptr ? _file.Path() : "");
+        _file.Unlock();
         return 0;
     }
-    for (tConfigKVPEntry* entry = _first; entry != nullptr; entry = entry->_next) {
-        if (!PISSWriteKVPEntry(file, entry)) {
-            vesk_logWarning("Commit: Invalid type in KVP list\n");
-            fclose(file);
-            return 0;
-        }
-    }
-    bool failed = ferror(file) != 0;
-    if (fclose(file) != 0 || failed) {
-        vesk_logWarning("Commit: Could not write generic config file '%s'\n", _path);
-        return 0;
-    }
-    return 1;
+    return commit(nullptr);
 }
 
-int QuadenPISSConfig::append(const char* group, const char* key, int type, const char* value,
-                             int intValue) {
+// Caller holds the mutex.
+int QuadenPISSConfig::add(const char* group, const char* key, int type, const char* value,
+                          int intValue) {
     if (group == nullptr || key == nullptr) {
         vesk_logError("Persistent Storage Configuration - Add received a null %s\n",
                       group == nullptr ? "group" : "key");
         return 0;
     }
-    tConfigKVPEntry* entry = PISSNewKVPEntry(group, key, type, value, intValue);
-    if (entry == nullptr) {
-        vesk_logError("Persistent Storage Configuration - Add malloc failed\n");
-        return 0;
-    }
-    Vesk_MutexLocker locker(_mutex);
-    PISSAppendKVPEntry(&_first, &_last, entry);
-    ++_count;
-    return 1;
+    return append(group, key, type, value, intValue,
+                  "Persistent Storage Configuration - Add malloc failed\n");
 }
 
 int QuadenPISSConfig::Add(const char* group, const char* key, const char* value) {
-    return append(group, key, kPISSStringEntry, value, 0);
+    Vesk_MutexLocker locker(_mutex);
+    return add(group, key, kPISSStringEntry, value, 0);
 }
 
 int QuadenPISSConfig::Add(const char* group, const char* key, int value) {
-    return append(group, key, kPISSIntEntry, nullptr, value);
-}
-
-int QuadenPISSConfig::GetItem(char** out, const char* group, const char* key) {
-    if (out == nullptr) {
-        return 0;
-    }
-    *out = nullptr;
     Vesk_MutexLocker locker(_mutex);
-    tConfigKVPEntry* entry = PISSFindKVPEntry(_first, group, key);
-    if (entry == nullptr) {
-        return 0;
-    }
-    if (entry->_stringValue != nullptr) {
-        *out = strdup(entry->_stringValue);
-    }
-    return 1;
-}
-
-int QuadenPISSConfig::GetItem(int* out, const char* group, const char* key) {
-    if (out == nullptr) {
-        return 0;
-    }
-    Vesk_MutexLocker locker(_mutex);
-    tConfigKVPEntry* entry = PISSFindKVPEntry(_first, group, key);
-    *out = entry != nullptr ? entry->_intValue : 0;
-    return entry != nullptr ? 1 : 0;
-}
-
-int QuadenPISSConfig::ChangeItem(const char* group, const char* key, const char* value) {
-    Vesk_MutexLocker locker(_mutex);
-    tConfigKVPEntry* entry = PISSFindKVPEntry(_first, group, key);
-    return entry != nullptr ? PISSReplaceKVPString(entry, value) : 0;
-}
-
-int QuadenPISSConfig::ChangeItem(const char* group, const char* key, int value) {
-    Vesk_MutexLocker locker(_mutex);
-    tConfigKVPEntry* entry = PISSFindKVPEntry(_first, group, key);
-    if (entry == nullptr) {
-        return 0;
-    }
-    entry->_intValue = value;
-    return 1;
-}
-
-uint32_t QuadenPISSConfig::NumberOfKeyValuePairsInList() {
-    Vesk_MutexLocker locker(_mutex);
-    return _count;
-}
-
-int QuadenPISSConfig::PrepareKeyValuePairList() {
-    Vesk_MutexLocker locker(_mutex);
-    _cursor = _first;
-    return _first != nullptr ? 1 : 0;
-}
-
-tConfigKVPEntry* QuadenPISSConfig::GetNextKeyValuePairInList() {
-    Vesk_MutexLocker locker(_mutex);
-    tConfigKVPEntry* entry = _cursor;
-    if (entry != nullptr) {
-        _cursor = entry->_next;
-    }
-    return entry;
+    return add(group, key, kPISSIntEntry, nullptr, value);
 }

@@ -1,17 +1,22 @@
 // QuadenPISSConfig: the product's machine-wide settings, "Config.txt" in the product folder
 // (below the machine root), held as a list of typed key/value entries in file order.
 //
-// Lifecycle: construct (loads the whole file), change in memory, Commit (rewrites the whole file),
-// destroy. Several objects may exist over one file; they see each other's changes only after a
-// Commit and a new construction. Nothing locks the file between processes.
+// Lifecycle: construct (loads the whole file), StartTransaction, change in memory, Commit
+// (rewrites the whole file), destroy. Several objects may exist over one file; they see each
+// other's changes after a Commit and a new load (or a StartTransaction). Transactions, other
+// writers and threads: see QuadenPISSKVPStore.
 //
 // Loading: each line is "group type<TAB>key value". The first line without any token ends the
 // load (later lines are dropped at the next Commit). A type word other than "string" or "int"
 // stops the load with a warning and leaves the store invalid, holding the entries before it; so
 // does a "string" or "int" line without a key, which could not be written back. A missing file
 // logs a warning, leaves this store invalid and empty and creates the file with the defaults
-// (initializePISSConfig): only stores built afterwards see them, which is how the product's first
-// run has always behaved.
+// (initializePISSConfig): only stores built afterwards (or a StartTransaction of this one) see
+// them, which is how the product's first run has always behaved. A file that is not a regular
+// file or is larger than kPISSSettingsFileMaxBytes is refused: the store is invalid.
+//
+// An invalid store never commits: its list is what could be read before a fault (or nothing), and
+// writing it would cut off the rest of the file or replace the defaults.
 //
 // Decisions where the product's behaviour was never pinned down:
 // - A lookup does not look at the type. The string GetItem on an entry without a string value
@@ -21,43 +26,29 @@
 // - An int line without a value is read as 0 (the line is kept, not refused).
 //
 // Ownership: strings handed out by GetItem are malloc'ed copies the caller frees with free().
-// Entries handed out by GetNextKeyValuePairInList stay owned by the store and must not be used
-// after the store changes or is destroyed.
-//
-// Threads: every operation that reads or changes the list (Add, GetItem, ChangeItem, the count,
-// the iteration, Commit, the destructor) holds the store's own Vesk_Mutex for its whole run, so one
-// store may be shared between threads. The iteration cursor is shared by all of them.
-//
 // Failures are logged through the product log at the levels the product has always used (see
 // the .cpp) and reported as 0; nothing throws.
 #ifndef QUADEN_PISSCONFIG_H
 #define QUADEN_PISSCONFIG_H
 
-#include <cstdint>
+#include "Quaden_PISSKVPStore.h"
 
-#include "Quaden_PISSKVPList.h"
-
-class Vesk_Mutex;
-
-class QuadenPISSConfig {
+class QuadenPISSConfig : public QuadenPISSKVPStore {
   public:
     QuadenPISSConfig();
-    ~QuadenPISSConfig();
-    QuadenPISSConfig(const QuadenPISSConfig&) = delete;
-    QuadenPISSConfig& operator=(const QuadenPISSConfig&) = delete;
+    ~QuadenPISSConfig() = default;
 
     // Non-zero when the file was loaded without fault.
     int IsValid() const { return _valid; }
 
     // Makes sure "Config.txt" exists and holds every default setting, appending the missing ones
-    // in their fixed order after the lines already there; present values are kept. An invalid
-    // file is left untouched. A file that exists but cannot be read is never truncated.
+    // in their fixed order after the lines already there, inside a transaction; present values
+    // are kept. A file that is there but invalid or unreadable is left untouched.
     static void initializePISSConfig();
 
-    // Changes are held in memory until Commit; returns 1.
-    int StartTransaction() { return 1; }
-    // Rewrites the whole file from the list: 1, or 0 when it cannot be opened or written or an
-    // entry has a type other than string or int (the file then holds the lines before it).
+    // Rewrites the whole file from the list and ends the transaction: 1, or 0 when the store is
+    // invalid, the file was changed by another writer since it was read, it cannot be written, or
+    // an entry has a type other than string or int (the file is then left as it was).
     int Commit();
 
     // Appends an entry (copies of the strings; a null string value stays null). No check for an
@@ -68,37 +59,33 @@ class QuadenPISSConfig {
 
     // First entry whose key and group match: *out becomes a malloc'ed copy of its string value
     // (null when it has none) and the result is 1. No match: *out is null, result 0.
-    int GetItem(char** out, const char* group, const char* key);
+    int GetItem(char** out, const char* group, const char* key) {
+        return getString(out, group, key);
+    }
     // First match: *out is its int value, result 1. No match: *out is 0, result 0.
-    int GetItem(int* out, const char* group, const char* key);
-    // Replaces the string value of the first match with a copy (null leaves none): 1; 0 when
+    int GetItem(int* out, const char* group, const char* key) { return getInt(out, group, key); }
+    // Replaces the value of the first match (a string with a copy, null leaving none): 1; 0 when
     // nothing matches or memory runs out.
-    int ChangeItem(const char* group, const char* key, const char* value);
-    int ChangeItem(const char* group, const char* key, int value);
+    int ChangeItem(const char* group, const char* key, const char* value) {
+        return changeString(group, key, value);
+    }
+    int ChangeItem(const char* group, const char* key, int value) {
+        return changeInt(group, key, value);
+    }
 
-    uint32_t NumberOfKeyValuePairsInList();
-    // Puts the cursor on the first entry: 1 when the list is not empty, else 0.
-    int PrepareKeyValuePairList();
-    // The entry at the cursor, which moves on; null at the end.
-    tConfigKVPEntry* GetNextKeyValuePairInList();
-
-    // The full path of "Config.txt" itself (not of its folder), owned by the store.
-    const char* getRootPathToProjectConfigFile() const { return _path; }
+    // The full path of "Config.txt" itself (not of its folder), owned by the store; null when the
+    // machine root makes it too long to use.
+    const char* getRootPathToProjectConfigFile() const { return _file.Path(); }
 
   private:
     // The store built by initializePISSConfig must not start it again when its file is
     // unreadable: initializeWhenMissing is false there.
     explicit QuadenPISSConfig(bool initializeWhenMissing);
     void load(bool initializeWhenMissing);
-    int append(const char* group, const char* key, int type, const char* value, int intValue);
+    void reload() override { load(false); }
+    int add(const char* group, const char* key, int type, const char* value, int intValue);
 
     int _valid;
-    tConfigKVPEntry* _first;
-    tConfigKVPEntry* _last;
-    tConfigKVPEntry* _cursor;
-    uint32_t _count;
-    char* _path;
-    Vesk_Mutex* _mutex;
 };
 
 #endif

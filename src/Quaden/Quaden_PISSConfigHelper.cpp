@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Quaden_PISSConfig.h"
 #include "Quaden_PISSFrameCacheRegistry.h"
@@ -149,6 +150,24 @@ bool acceptInteger(bool found, int value, bool bounded, int min, int max, const 
     return found;
 }
 
+// The composition and project levels of a lookup, in the order they are tried; a level whose
+// keys are null is passed over.
+struct ProjectLevel {
+    const QuadenPISSProjectKeys* _keys;  // the project whose settings file holds the level
+    const char* _name;                   // the name hashed into the group
+    const char* _word;                   // "comp" or "project", for the messages
+    const char* _fallThrough;            // where the lookup goes on
+};
+
+std::vector<ProjectLevel> projectLevels(const QuadenPISSProjectKeys* project,
+                                        const QuadenPISSCompKeys* comp) {
+    return {{comp != nullptr ? &comp->_project : nullptr,
+             comp != nullptr ? comp->_compName.c_str() : nullptr, "comp",
+             "Comp Config. Checking Project Config."},
+            {project, project != nullptr ? project->_projectName.c_str() : nullptr, "project",
+             "Project Config. Checking Global Config."}};
+}
+
 int clampToInt(uint64_t value) {
     return value > static_cast<uint64_t>(INT_MAX) ? INT_MAX : static_cast<int>(value);
 }
@@ -241,24 +260,15 @@ int QuadenPISSConfigHelper::queryStringSetting(char* out, int size, const char* 
     }
     memset(out, 0, static_cast<size_t>(size));
     std::string value;
-    if (comp != nullptr) {
-        if (projectString(comp->_project, comp->_compName.c_str(), key, &value)) {
+    for (const ProjectLevel& level : projectLevels(project, comp)) {
+        if (level._keys == nullptr) {
+            continue;
+        }
+        if (projectString(*level._keys, level._name, key, &value)) {
             copyOut(out, size, value);
             return 1;
         }
-        vesk_logDev(
-            "Unable to find requested value for key:[%s] in Comp Config. Checking Project Config.",
-            key);
-    }
-    if (project != nullptr) {
-        if (projectString(*project, project->_projectName.c_str(), key, &value)) {
-            copyOut(out, size, value);
-            return 1;
-        }
-        vesk_logDev(
-            "Unable to find requested value for key:[%s] in Project Config. Checking Global "
-            "Config.",
-            key);
+        vesk_logDev("Unable to find requested value for key:[%s] in %s", key, level._fallThrough);
     }
     if (globalGroup != nullptr) {
         char* global = nullptr;
@@ -296,29 +306,20 @@ int QuadenPISSConfigHelper::_queryIntegerSettingBounded(int* out, const char* ke
         return 0;
     }
     int value = 0;
-    if (comp != nullptr) {
-        const char* name = comp->_compName.c_str();
-        bool found = projectInteger(comp->_project, name, key, &value);
-        if (acceptInteger(found, value, bounded, min, max, name, key)) {
+    for (const ProjectLevel& level : projectLevels(project, comp)) {
+        if (level._keys == nullptr) {
+            continue;
+        }
+        bool found = projectInteger(*level._keys, level._name, key, &value);
+        if (acceptInteger(found, value, bounded, min, max, level._name, key)) {
             *out = value;
             return 1;
         }
         if (!found) {
-            vesk_logDev("Unable to query the per comp persist data for: [%s] [%s]", name, key);
+            vesk_logDev("Unable to query the per %s persist data for: [%s] [%s]", level._word,
+                        level._name, key);
         }
-        vesk_logDev("Unable to find requested value in Comp Config. Checking Project Config.");
-    }
-    if (project != nullptr) {
-        const char* name = project->_projectName.c_str();
-        bool found = projectInteger(*project, name, key, &value);
-        if (acceptInteger(found, value, bounded, min, max, name, key)) {
-            *out = value;
-            return 1;
-        }
-        if (!found) {
-            vesk_logDev("Unable to query the per project persist data for: [%s] [%s]", name, key);
-        }
-        vesk_logDev("Unable to find requested value in Project Config. Checking Global Config.");
+        vesk_logDev("Unable to find requested value in %s", level._fallThrough);
     }
     if (globalGroup != nullptr) {
         bool found = globalInteger(globalGroup, key, &value);

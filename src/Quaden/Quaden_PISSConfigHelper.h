@@ -5,8 +5,9 @@
 // composition, then the project, then the global level, each only when its argument is given.
 //
 // Each call builds the stores it needs, does one add-or-update (its own transaction and commit)
-// or one lookup, and destroys them again: the helper keeps no state. Two processes updating the
-// same file at once can lose one update; nothing locks across the read, change and commit.
+// or one lookup, and destroys them again: the helper keeps no state. An add-or-update holds the
+// file's lock from its lookup to its commit (the store's transaction), so two processes updating
+// the same file at once never lose each other's updates.
 //
 // Threads: any thread may call; stores built by one call are not shared with another.
 // Failures are logged through the product log and reported as 0; nothing throws.

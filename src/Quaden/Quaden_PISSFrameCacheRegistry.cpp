@@ -5,118 +5,76 @@
 
 #include "Quaden_PISSUtilities.h"
 #include "VeskLog.h"
-
-namespace {
-
-const int kLineSize = 1024;
-
-void freeEntry(tFrameCacheRegistryKVPEntry* entry) {
-    free(entry->_group);
-    free(entry->_key);
-    free(entry->_value);
-    free(entry);
-}
-
-}  // namespace
+#include "VeskPath.h"
 
 QuadenPISSFrameCacheRegistry::QuadenPISSFrameCacheRegistry()
-    : _first(nullptr), _last(nullptr), _cursor(nullptr), _count(0), _file(nullptr), _path(nullptr) {
-    load();
-}
-
-QuadenPISSFrameCacheRegistry::~QuadenPISSFrameCacheRegistry() {
-    while (_first != nullptr) {
-        tFrameCacheRegistryKVPEntry* next = _first->_next;
-        freeEntry(_first);
-        _first = next;
+    : _entries(kPISSFrameCacheRegistryEntryLayout),
+      _file("PersisentFrameCacheRegistry",
+            "PersisentFrameCacheRegistry: Commit: Cannot open generic config file '%s' for "
+            "writing\n",
+            "PersisentFrameCacheRegistry: Commit: Invalid type in KVP list\n"),
+      _changed(false) {
+    char path[kVeskPathBufferSize];
+    if (assignCorvixProFrameCacheRegistryFilePath(path, sizeof path)) {
+        _file.SetPath(path);
+        load();
     }
-    free(_path);
 }
 
 void QuadenPISSFrameCacheRegistry::load() {
-    char path[kLineSize];
-    assignCorvixProFrameCacheRegistryFilePath(path, kLineSize);
-    _path = strdup(path);
-    _file = fopen(path, "r");
-    if (_file == nullptr) {
+    _entries.Clear();
+    bool missing = false;
+    FILE* file = _file.OpenForLoading(&missing);
+    if (file == nullptr) {
         return;
     }
-    char line[kLineSize];
-    while (PISSReadStoreLine(_file, line, kLineSize)) {
-        sPISSStoreLine fields;
-        if (!PISSSplitStoreLine(line, &fields)) {
-            break;
-        }
+    char line[kPISSLineBufferSize];
+    sPISSStoreLine fields;
+    while (PISSReadStoreEntry(file, line, &fields)) {
         if (fields._key == nullptr) {
             vesk_logWarning("PersisentFrameCacheRegistry: keyValue was NULL");
-            continue;
-        }
-        if (fields._value == nullptr) {
+        } else if (fields._value == nullptr) {
             vesk_logWarning("PersisentFrameCacheRegistry: stringRemainder was NULL for key: %s",
                             fields._key);
-            continue;
-        }
-        if (strcmp(fields._type, "string") != 0) {
+        } else if (strcmp(fields._type, "string") == 0) {
+            AddWithoutHashing(fields._group, fields._key, fields._value);
+        } else {
             vesk_logWarning(
                 "PersisentFrameCacheRegistry:  type not yet supported: %s for key: %s\n",
                 fields._type, fields._key);
             break;
         }
-        AddWithoutHashing(fields._group, fields._key, fields._value);
     }
-    fclose(_file);
-    _file = nullptr;
+    fclose(file);
+    _changed = false;
+}
+
+int QuadenPISSFrameCacheRegistry::StartTransaction() {
+    bool reload = false;
+    if (!_file.BeginTransaction(_changed, &reload)) {
+        return 0;
+    }
+    if (reload) {
+        load();
+    }
+    return 1;
 }
 
 int QuadenPISSFrameCacheRegistry::Commit() {
-    if (_path == nullptr) {
+    if (!_file.Commit(_entries, nullptr)) {
         return 0;
     }
-    _file = fopen(_path, "w");
-    if (_file == nullptr) {
-        vesk_logWarning(
-            "PersisentFrameCacheRegistry: Commit: Cannot open generic config file '%s' for "
-            "writing\n",
-            _path);
-        return 0;
-    }
-    int result = 1;
-    for (tFrameCacheRegistryKVPEntry* entry = _first; entry != nullptr; entry = entry->_next) {
-        if (entry->_type != 0) {
-            vesk_logWarning("PersisentFrameCacheRegistry: Commit: Invalid type in KVP list\n");
-            result = 0;
-            break;
-        }
-        fprintf(_file, "%s string\t%s %s\n", entry->_group, entry->_key, entry->_value);
-    }
-    bool failed = ferror(_file) != 0;
-    if (fclose(_file) != 0 || failed) {
-        vesk_logWarning("PersisentFrameCacheRegistry: Commit: Could not write '%s'\n", _path);
-        result = 0;
-    }
-    _file = nullptr;
-    return result;
+    _changed = false;
+    return 1;
 }
 
 int QuadenPISSFrameCacheRegistry::append(const char* group, const char* key, const char* value,
                                          const char* mallocMessage) {
-    auto* entry =
-        static_cast<tFrameCacheRegistryKVPEntry*>(calloc(1, sizeof(tFrameCacheRegistryKVPEntry)));
-    if (entry == nullptr || (entry->_group = strdup(group)) == nullptr ||
-        (entry->_key = strdup(key)) == nullptr || (entry->_value = strdup(value)) == nullptr) {
-        if (entry != nullptr) {
-            freeEntry(entry);
-        }
+    if (!_entries.Append(group, key, kPISSStringEntry, value, 0)) {
         vesk_logError("%s", mallocMessage);
         return 0;
     }
-    if (_last == nullptr) {
-        _first = entry;
-    } else {
-        _last->_next = entry;
-    }
-    _last = entry;
-    ++_count;
+    _changed = true;
     return 1;
 }
 
@@ -156,17 +114,11 @@ int QuadenPISSFrameCacheRegistry::AddWithoutHashing(const char* group, const cha
 }
 
 tFrameCacheRegistryKVPEntry* QuadenPISSFrameCacheRegistry::find(const char* projectName,
-                                                                const char* key) {
+                                                                const char* key) const {
     char hash[kPISSPrintableHashSize];
-    if (projectName == nullptr || key == nullptr || !_MD5GetPrintableHash(projectName, hash)) {
-        return nullptr;
-    }
-    for (tFrameCacheRegistryKVPEntry* entry = _first; entry != nullptr; entry = entry->_next) {
-        if (strcmp(entry->_key, key) == 0 && strcmp(entry->_group, hash) == 0) {
-            return entry;
-        }
-    }
-    return nullptr;
+    return projectName != nullptr && _MD5GetPrintableHash(projectName, hash)
+               ? static_cast<tFrameCacheRegistryKVPEntry*>(_entries.Find(hash, key))
+               : nullptr;
 }
 
 int QuadenPISSFrameCacheRegistry::GetItem(char** out, const char* projectName, const char* key) {
@@ -186,13 +138,8 @@ int QuadenPISSFrameCacheRegistry::ChangeItem(const char* projectName, const char
         return 0;
     }
     tFrameCacheRegistryKVPEntry* entry = find(projectName, key);
-    char* copy = entry != nullptr ? strdup(value) : nullptr;
-    if (copy == nullptr) {
-        return 0;
-    }
-    free(entry->_value);
-    entry->_value = copy;
-    return 1;
+    _changed = true;
+    return entry != nullptr ? PISSReplaceString(&entry->_value, value) : 0;
 }
 
 int QuadenPISSFrameCacheRegistry::DeleteItem(const char* projectName) {
@@ -200,44 +147,6 @@ int QuadenPISSFrameCacheRegistry::DeleteItem(const char* projectName) {
     if (projectName == nullptr || !_MD5GetPrintableHash(projectName, hash)) {
         return 0;
     }
-    int removed = 0;
-    tFrameCacheRegistryKVPEntry* previous = nullptr;
-    tFrameCacheRegistryKVPEntry* entry = _first;
-    while (entry != nullptr) {
-        tFrameCacheRegistryKVPEntry* next = entry->_next;
-        if (strcmp(entry->_group, hash) != 0) {
-            previous = entry;
-            entry = next;
-            continue;
-        }
-        if (previous == nullptr) {
-            _first = next;
-        } else {
-            previous->_next = next;
-        }
-        if (_last == entry) {
-            _last = previous;
-        }
-        if (_cursor == entry) {
-            _cursor = next;
-        }
-        freeEntry(entry);
-        --_count;
-        ++removed;
-        entry = next;
-    }
-    return removed > 0 ? 1 : 0;
-}
-
-int QuadenPISSFrameCacheRegistry::PrepareKeyValuePairList() {
-    _cursor = _first;
-    return _first != nullptr ? 1 : 0;
-}
-
-tFrameCacheRegistryKVPEntry* QuadenPISSFrameCacheRegistry::GetNextKeyValuePairInList() {
-    tFrameCacheRegistryKVPEntry* entry = _cursor;
-    if (entry != nullptr) {
-        _cursor = entry->_next;
-    }
-    return entry;
+    _changed = true;
+    return _entries.RemoveGroup(hash) > 0 ? 1 : 0;
 }

@@ -8,42 +8,36 @@
 // it), which is why an entry loaded from the file is found again by its plain name.
 //
 // Lifecycle: construct (loads the file when it exists; a missing file is an empty store that
-// Commit creates), change in memory, Commit (rewrites the whole file), destroy. A file without
-// the version prefix or with a version below 1 loads as an empty store that the next Commit
-// replaces. Lines without key or value are skipped with a warning; a type word other than "string"
-// or "int" ends the load with a warning, keeping what was read. An int value is read as atoi
-// would (clamped to the int range).
+// Commit creates), StartTransaction, change in memory, Commit (rewrites the whole file), destroy.
+// A file without the version prefix or with a version below 1 loads as an empty store that the
+// next Commit replaces. Lines without key or value are skipped with a warning; a type word other
+// than "string" or "int" ends the load with a warning, keeping what was read. An int value is read
+// as atoi would (clamped to the int range). A file that is not a regular file, or is larger than
+// kPISSSettingsFileMaxBytes, is refused with a warning and never written over.
 //
-// Ownership: GetItem's strings are malloc'ed copies the caller frees with free(); entries handed
-// out by GetNextKeyValuePairInList stay owned by the store.
+// Transactions, other writers and threads: see QuadenPISSKVPStore; the file's lock is the hidden
+// "..CorvixPro2ProjectConfig.cpr.lock" beside it. AddWithoutHashing does not take the mutex: it
+// is meant for loading, before the store is shared.
 //
-// Threads: Add, GetItem, ChangeItem, the count, the iteration and Commit hold the store's mutex.
-// AddWithoutHashing does not: it is meant for loading, before the store is shared. Nothing locks
-// the file between processes.
+// Ownership: GetItem's strings are malloc'ed copies the caller frees with free().
 //
 // Failures are logged through the product log and reported as 0; nothing throws.
 #ifndef QUADEN_PISSPERPROJECTCONFIG_H
 #define QUADEN_PISSPERPROJECTCONFIG_H
 
-#include <cstdint>
+#include "Quaden_PISSKVPStore.h"
 
-#include "Quaden_PISSKVPList.h"
-
-class Vesk_Mutex;
-
-class QuadenPISSPerProjectConfig {
+class QuadenPISSPerProjectConfig : public QuadenPISSKVPStore {
   public:
-    // pathToProject is the project's folder, with or without a final "/" (at most 1023 of its
-    // characters are used). Null or empty: a warning and an empty store; a null path cannot
-    // Commit.
+    // pathToProject is the project's folder, with or without a final "/". Null or empty: a
+    // warning and an empty store; a null path cannot Commit, nor can a folder whose settings file
+    // path would be longer than 1023 bytes (an error in the log names it).
     explicit QuadenPISSPerProjectConfig(const char* pathToProject);
     ~QuadenPISSPerProjectConfig();
-    QuadenPISSPerProjectConfig(const QuadenPISSPerProjectConfig&) = delete;
-    QuadenPISSPerProjectConfig& operator=(const QuadenPISSPerProjectConfig&) = delete;
 
-    int StartTransaction() { return 1; }
-    // Writes the version line and every entry: 1, or 0 without a file path, when the file cannot
-    // be opened or written, or for an entry of an unknown type (what was written before it stays).
+    // Writes the version line and every entry and ends the transaction: 1, or 0 without a file
+    // path, when the file was changed by another writer since it was read, cannot be written, or
+    // for an entry of an unknown type (the file is then left as it was).
     int Commit();
 
     // Append an entry under the name hash of projectOrCompositionName; no check for an existing
@@ -66,26 +60,16 @@ class QuadenPISSPerProjectConfig {
     int ChangeItem(const char* projectOrCompositionName, const char* key, const char* value);
     int ChangeItem(const char* projectOrCompositionName, const char* key, int value);
 
-    uint32_t NumberOfKeyValuePairsInList();
-    int PrepareKeyValuePairList();
-    tConfigKVPEntry* GetNextKeyValuePairInList();
-
-    // The full path of the settings file; null when the folder path was null or empty.
-    const char* getPathToConfigFile() const { return _filePath; }
+    // The full path of the settings file; null when there is none (see the constructor).
+    const char* getPathToConfigFile() const { return _file.Path(); }
 
   private:
-    void load(const char* pathToProject);
-    int append(const char* group, const char* key, int type, const char* value, int intValue,
-               const char* mallocMessage);
-    tConfigKVPEntry* find(const char* projectOrCompositionName, const char* key);
+    void load();
+    void reload() override { load(); }
+    int addHashed(const char* which, const char* projectOrCompositionName, const char* key,
+                  int type, const char* value, int intValue);
 
-    tConfigKVPEntry* _first;
-    tConfigKVPEntry* _last;
-    tConfigKVPEntry* _cursor;
-    uint32_t _count;
     char* _projectPath;
-    char* _filePath;
-    Vesk_Mutex* _mutex;
 };
 
 #endif

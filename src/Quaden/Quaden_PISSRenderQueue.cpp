@@ -1,27 +1,30 @@
 #include "Quaden_PISSRenderQueue.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <chrono>
 #include <climits>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 #include <thread>
 
 #include "Quaden_PISSConfig.h"
 #include "Quaden_PISSUtilities.h"
+#include "VeskFile.h"
 #include "VeskLog.h"
+#include "VeskPath.h"
 
 namespace {
 
-const int kLineSize = 1024;
-const int kPathLimit = 1024;  // paths are cut here, never refused
 const int kOpenAttempts = 21;
 const char* const kProductName = "Corvix Pro";
 const char* const kHistoryFileName = "RQ-History.txt";
-
-char* copyPath(const std::string& path) {
-    return strdup(path.substr(0, kPathLimit).c_str());
-}
+// The longest name the queue puts after its folder: every path built from the folder must fit.
+const char* const kLongestName = "RQProjects/CPro2BGRQProject_-2147483648.aep";
 
 bool sameValue(const sRenderQueueItemKVPEntry* a, const sRenderQueueItemKVPEntry* b) {
     if (a->_type != b->_type) {
@@ -35,18 +38,29 @@ bool sameValue(const sRenderQueueItemKVPEntry* a, const sRenderQueueItemKVPEntry
     return strcmp(left, right) == 0;
 }
 
+void destroyNode(void* record) {
+    auto* node = static_cast<sRenderQueueNode*>(record);
+    delete node->_item;
+    delete node;
+}
+
+const sPISSEntryLayout kNodeLayout =
+    PISSLinkedLayout(offsetof(sRenderQueueNode, _next), destroyNode);
+
+std::string backupProjectName(const char* folder, int counter) {
+    return folder + ("CPro2BGRQProject_" + std::to_string(counter) + ".aep");
+}
+
 }  // namespace
 
 QuadenPISSRenderQueue::QuadenPISSRenderQueue()
     : _queuePath(nullptr),
-      _count(0),
       _lock(nullptr),
-      _first(nullptr),
-      _last(nullptr),
-      _cursor(nullptr),
+      _nodes(kNodeLayout),
       _shadowPath(nullptr),
       _projectsPath(nullptr),
-      _separators(" \t") {
+      _separators(" \t"),
+      _queueRefused(false) {
     std::string folder;
     {
         QuadenPISSConfig settings;
@@ -60,22 +74,29 @@ QuadenPISSRenderQueue::QuadenPISSRenderQueue()
                 "RenderQueue::RenderQueue : Could not get General Config item default:%s\n",
                 "DirectoryLocationOfRenderQueue");
             vesk_logError("Installation of Orvanta %s could be corrupt.", kProductName);
-            char buffer[kPathLimit + 1];
+            char buffer[kVeskPathBufferSize];
             assignCorvixProRenderQueueDefaultDirectoryPath(buffer, sizeof buffer);
             folder = buffer;
         }
         free(value);
     }
-    if (folder.empty() || folder.back() != '/') {
+    if (folder.empty()) {
+        return;  // the default folder did not fit a path: said so
+    }
+    if (folder.back() != '/') {
         folder += '/';
     }
+    // Checked before anything is created: a folder whose files could not be named whole is not
+    // used at all.
+    if (!vesk_pathFits(folder + kLongestName)) {
+        PISSLogPathTooLong("RenderQueue::RenderQueue", folder + kLongestName, kVeskPathMaxLength);
+        return;
+    }
     PISSCreateDirectoryPath(folder.c_str());
-    std::string projects = folder + "RQProjects";
-    PISSCreateDirectoryPath(projects.c_str());
-
-    _queuePath = copyPath(folder + "RQ.txt");
-    _shadowPath = copyPath(folder + "ShadowRQ.txt");
-    _projectsPath = copyPath(projects + "/");
+    PISSCreateDirectoryPath((folder + "RQProjects").c_str());
+    _queuePath = strdup((folder + "RQ.txt").c_str());
+    _shadowPath = strdup((folder + "ShadowRQ.txt").c_str());
+    _projectsPath = strdup((folder + "RQProjects/").c_str());
     if (_queuePath == nullptr || _shadowPath == nullptr || _projectsPath == nullptr) {
         vesk_logError("RenderQueue::RenderQueue : Could not malloc\n");
         free(_queuePath);
@@ -87,7 +108,6 @@ QuadenPISSRenderQueue::QuadenPISSRenderQueue()
 
 QuadenPISSRenderQueue::~QuadenPISSRenderQueue() {
     CloseFileIfOpen();
-    DeleteAllRenderQueueItems();
     free(_queuePath);
     free(_shadowPath);
     free(_projectsPath);
@@ -95,39 +115,42 @@ QuadenPISSRenderQueue::~QuadenPISSRenderQueue() {
 
 // ---- loading ----------------------------------------------------------------------------------
 
-int QuadenPISSRenderQueue::StartTransaction() {
-    DeleteAllRenderQueueItems();
-    if (_queuePath == nullptr) {
-        return 0;
-    }
-    FILE* probe = fopen(_queuePath, "r");
-    if (probe == nullptr) {
-        CloseFileIfOpen();
-        // Opened for appending, the file is created without cutting off a queue that another
-        // process wrote in the meantime.
-        _lock = fopen(_queuePath, "a+");
-        if (_lock == nullptr) {
-            vesk_logWarning("Cannot create file '%s' for creation and locking\n", _queuePath);
-            return 0;
-        }
-        return 1;
-    }
-    fclose(probe);
+// Opens "RQ.txt" as the lock: the existing file for reading (up to kOpenAttempts tries, 1 ms
+// apart), else a new one. Opened for appending and reading, a new file is created without cutting
+// off a queue that another process wrote in the meantime, and what it holds is read.
+int QuadenPISSRenderQueue::openQueueFile() {
     // A handle still held from an earlier load is opened afresh: rewinding it could hand back
     // the stream's stale buffer instead of what another process has committed since.
     CloseFileIfOpen();
-    for (int attempt = 0; attempt < kOpenAttempts && _lock == nullptr; ++attempt) {
-        _lock = fopen(_queuePath, "r");
-        if (_lock == nullptr) {
+    bool missing = false;
+    std::string why;
+    for (int attempt = 0; attempt < kOpenAttempts && _lock == nullptr && !missing; ++attempt) {
+        _lock = PISSOpenStoreFile(_queuePath, kPISSRenderQueueFileMaxBytes, &missing, &why);
+        if (_lock == nullptr && !missing) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     }
-    if (_lock == nullptr) {
+    _queueRefused = _lock == nullptr && !missing;
+    if (_queueRefused) {
+        vesk_logWarning("RenderQueue: %s\n", why.c_str());
         return 0;
     }
+    if (_lock == nullptr && (_lock = vesk_fopenRegular(_queuePath, "a+", &why)) == nullptr) {
+        vesk_logWarning("Cannot create file '%s' for creation and locking\n", _queuePath);
+        vesk_logWarning("RenderQueue: '%s' %s\n", vesk_printablePath(_queuePath).c_str(),
+                        why.c_str());
+        return 0;
+    }
+    return 1;
+}
 
-    char line[kLineSize];
-    while (PISSReadStoreLine(_lock, line, kLineSize)) {
+int QuadenPISSRenderQueue::StartTransaction() {
+    DeleteAllRenderQueueItems();
+    if (_queuePath == nullptr || !openQueueFile()) {
+        return 0;
+    }
+    char line[kPISSLineBufferSize];
+    while (PISSReadStoreLine(_lock, line, sizeof line)) {
         sPISSStoreLine fields;
         if (!PISSSplitStoreLine(line, &fields)) {
             continue;
@@ -155,8 +178,8 @@ int QuadenPISSRenderQueue::StartTransaction() {
 int QuadenPISSRenderQueue::readItem(FILE* file, int* complete) {
     *complete = 0;
     auto* item = new QuadenPISSRenderQueueItem();
-    char line[kLineSize];
-    while (PISSReadStoreLine(file, line, kLineSize)) {
+    char line[kPISSLineBufferSize];
+    while (PISSReadStoreLine(file, line, sizeof line)) {
         sPISSStoreLine fields;
         if (!PISSSplitStoreLine(line, &fields)) {
             vesk_logWarning(
@@ -195,8 +218,8 @@ int QuadenPISSRenderQueue::readItem(FILE* file, int* complete) {
 int QuadenPISSRenderQueue::readOutputModuleList(FILE* file, QuadenPISSRenderQueueItem* item) {
     QuadenPISSRenderQueueItemOutputModule* module = nullptr;
     bool afterClose = false;
-    char line[kLineSize];
-    while (PISSReadStoreLine(file, line, kLineSize)) {
+    char line[kPISSLineBufferSize];
+    while (PISSReadStoreLine(file, line, sizeof line)) {
         sPISSStoreLine fields;
         if (!PISSSplitStoreLine(line, &fields)) {
             vesk_logWarning("ProcessOutputModuleItem: EOF reached prematurely in output module\n");
@@ -254,12 +277,20 @@ int QuadenPISSRenderQueue::Commit() {
     if (_queuePath == nullptr || _shadowPath == nullptr) {
         return 0;
     }
-    FILE* shadow = fopen(_shadowPath, "w");
-    if (shadow == nullptr) {
-        vesk_logError("Commit: Unable to open file '%s' for writing\n", _shadowPath);
+    if (_queueRefused) {
+        vesk_logError("Commit: '%s' could not be read, so it is not written over\n", _queuePath);
         return 0;
     }
-    for (sRenderQueueNode* node = _first; node != nullptr; node = node->_next) {
+    std::string why;
+    FILE* shadow = vesk_fopenRegular(_shadowPath, "w", &why);
+    if (shadow == nullptr) {
+        vesk_logError("Commit: Unable to open file '%s' for writing\n", _shadowPath);
+        vesk_logError("RenderQueue: '%s' %s\n", vesk_printablePath(_shadowPath).c_str(),
+                      why.c_str());
+        return 0;
+    }
+    for (auto* node = static_cast<sRenderQueueNode*>(_nodes.First()); node != nullptr;
+         node = node->_next) {
         node->_item->WriteToFile(shadow);
     }
     bool failed = ferror(shadow) != 0;
@@ -274,12 +305,12 @@ int QuadenPISSRenderQueue::Commit() {
 }
 
 int QuadenPISSRenderQueue::copyShadowOverQueue() {
-    FILE* source = fopen(_shadowPath, "rb");
+    FILE* source = vesk_fopenRegular(_shadowPath, "rb");
     if (source == nullptr) {
         vesk_logError("Unable to find the src file: %s", _shadowPath);
         return 0;
     }
-    FILE* destination = fopen(_queuePath, "wb");
+    FILE* destination = vesk_fopenRegular(_queuePath, "wb");
     if (destination == nullptr) {
         vesk_logError("Unable to find the dest file: %s", _queuePath);
         fclose(source);
@@ -319,70 +350,34 @@ int QuadenPISSRenderQueue::CloseFileIfOpen() {
 // ---- the list ---------------------------------------------------------------------------------
 
 int QuadenPISSRenderQueue::PrepareRenderQueueList() {
-    _cursor = _first;
-    return _first != nullptr ? 1 : 0;
+    return _nodes.Prepare();
 }
 
 QuadenPISSRenderQueueItem* QuadenPISSRenderQueue::GetNextRenderQueueItemInList() {
-    sRenderQueueNode* node = _cursor;
-    if (node == nullptr) {
-        return nullptr;
-    }
-    _cursor = node->_next;
-    return node->_item;
-}
-
-QuadenPISSRenderQueueItem* QuadenPISSRenderQueue::GetSpecificRenderQueueItemInList(int id) {
-    sRenderQueueNode* node = findNode(id, nullptr);
+    auto* node = static_cast<sRenderQueueNode*>(_nodes.Next());
     return node != nullptr ? node->_item : nullptr;
 }
 
-QuadenPISSRenderQueue::sRenderQueueNode* QuadenPISSRenderQueue::findNode(
-    int id, sRenderQueueNode** previous) {
-    if (previous != nullptr) {
-        *previous = nullptr;
+// The first node with that id (null for an id below 1 or none); *previous is the node before it.
+sRenderQueueNode* QuadenPISSRenderQueue::findNode(int id, sRenderQueueNode** previous) const {
+    *previous = nullptr;
+    auto* node = id >= 1 ? static_cast<sRenderQueueNode*>(_nodes.First()) : nullptr;
+    for (; node != nullptr && node->_id != id; node = node->_next) {
+        *previous = node;
     }
-    if (id < 1) {
-        return nullptr;
-    }
-    for (sRenderQueueNode* node = _first; node != nullptr; node = node->_next) {
-        if (node->_id == id) {
-            return node;
-        }
-        if (previous != nullptr) {
-            *previous = node;
-        }
-    }
-    return nullptr;
+    return node;
 }
 
-void QuadenPISSRenderQueue::unlinkNode(sRenderQueueNode* node, sRenderQueueNode* previous) {
-    if (previous != nullptr) {
-        previous->_next = node->_next;
-    } else {
-        _first = node->_next;
-    }
-    if (_last == node) {
-        _last = previous;
-    }
-    if (_cursor == node) {
-        _cursor = node->_next;
-    }
-    node->_next = nullptr;
+QuadenPISSRenderQueueItem* QuadenPISSRenderQueue::GetSpecificRenderQueueItemInList(int id) {
+    sRenderQueueNode* previous = nullptr;
+    sRenderQueueNode* node = findNode(id, &previous);
+    return node != nullptr ? node->_item : nullptr;
 }
 
 int QuadenPISSRenderQueue::AddNewRenderQueueItem(QuadenPISSRenderQueueItem* item) {
-    if (item == nullptr) {
-        return 0;
-    }
-    auto* node = new sRenderQueueNode{item, ++_count, nullptr};
-    if (_last == nullptr) {
-        _first = node;
-    } else {
-        _last->_next = node;
-    }
-    _last = node;
-    return 1;
+    int id = static_cast<int>(_nodes.Count()) + 1;
+    return _nodes.AppendRecord(
+        item != nullptr ? new (std::nothrow) sRenderQueueNode{item, id, nullptr} : nullptr);
 }
 
 int QuadenPISSRenderQueue::AddNewRenderQueueItem(QuadenPISSRenderQueueItem* item,
@@ -390,7 +385,8 @@ int QuadenPISSRenderQueue::AddNewRenderQueueItem(QuadenPISSRenderQueueItem* item
     if (item == nullptr || group == nullptr) {
         return 0;
     }
-    for (sRenderQueueNode* node = _first; node != nullptr; node = node->_next) {
+    for (auto* node = static_cast<sRenderQueueNode*>(_nodes.First()); node != nullptr;
+         node = node->_next) {
         if (isDuplicate(item, node->_item, group)) {
             return 0;
         }
@@ -409,8 +405,7 @@ int QuadenPISSRenderQueue::isDuplicate(QuadenPISSRenderQueueItem* item,
             // The product has always flagged int comparisons here; log readers expect the line.
             vesk_logError("Developer Error!!! %s  %d", "Quaden_PISSRenderQueue", __LINE__);
         }
-        sRenderQueueItemKVPEntry* other =
-            PISSFindRenderQueueEntry(existing->getHeadItem(), entry->_group, entry->_key);
+        const sRenderQueueItemKVPEntry* other = existing->FindEntry(entry->_group, entry->_key);
         if (other == nullptr || !sameValue(entry, other)) {
             return 0;
         }
@@ -418,43 +413,30 @@ int QuadenPISSRenderQueue::isDuplicate(QuadenPISSRenderQueueItem* item,
     return 1;
 }
 
-void QuadenPISSRenderQueue::destroyNode(sRenderQueueNode* node, sRenderQueueNode* previous) {
-    unlinkNode(node, previous);
-    delete node->_item;
-    delete node;
-    --_count;
-}
-
 int QuadenPISSRenderQueue::DeleteRenderQueueItem(int id) {
     sRenderQueueNode* previous = nullptr;
     sRenderQueueNode* node = findNode(id, &previous);
-    if (node == nullptr) {
-        return 0;
+    if (node != nullptr) {
+        _nodes.Remove(node, previous);
     }
-    destroyNode(node, previous);
-    return 1;
+    return node != nullptr ? 1 : 0;
 }
 
 int QuadenPISSRenderQueue::DeleteRenderQueueItemAtIndex(int index) {
-    if (index < 0) {
-        return 0;
-    }
     sRenderQueueNode* previous = nullptr;
-    sRenderQueueNode* node = _first;
+    auto* node = index >= 0 ? static_cast<sRenderQueueNode*>(_nodes.First()) : nullptr;
     for (int position = 0; node != nullptr && position < index; ++position) {
         previous = node;
         node = node->_next;
     }
-    if (node == nullptr) {
-        return 0;
+    if (node != nullptr) {
+        _nodes.Remove(node, previous);
     }
-    destroyNode(node, previous);
-    return 1;
+    return node != nullptr ? 1 : 0;
 }
 
 int QuadenPISSRenderQueue::DeleteAllRenderQueueItems() {
-    while (DeleteRenderQueueItemAtIndex(0)) {
-    }
+    _nodes.Clear();
     return 1;
 }
 
@@ -470,24 +452,10 @@ int QuadenPISSRenderQueue::MoveRenderQueueItem(int from, int to) {
     if (node == nullptr) {
         return 0;
     }
-    unlinkNode(node, previous);
+    _nodes.Unlink(node, previous);
+    // Before the node with id to, or at the end when there is none. Ids travel with their nodes.
     sRenderQueueNode* beforeTarget = nullptr;
-    sRenderQueueNode* target = findNode(to, &beforeTarget);
-    if (target == nullptr) {
-        if (_last == nullptr) {
-            _first = node;
-        } else {
-            _last->_next = node;
-        }
-        _last = node;
-        return 1;
-    }
-    node->_next = target;
-    if (beforeTarget != nullptr) {
-        beforeTarget->_next = node;
-    } else {
-        _first = node;
-    }
+    _nodes.InsertAfter(node, findNode(to, &beforeTarget) != nullptr ? beforeTarget : _nodes.Last());
     return 1;
 }
 
@@ -504,7 +472,7 @@ int QuadenPISSRenderQueue::MoveRenderQueueItemToHistory(int id) {
         return 0;
     }
     history.replace(position, strlen("RQ.txt"), kHistoryFileName);
-    FILE* file = fopen(history.c_str(), "a");
+    FILE* file = vesk_fopenRegular(history.c_str(), "a");
     if (file == nullptr) {
         vesk_logError(
             "QuadenPISSRenderQueue::MoveRenderQueueItemToHistory -=- Unable to open file for "
@@ -512,7 +480,8 @@ int QuadenPISSRenderQueue::MoveRenderQueueItemToHistory(int id) {
             kHistoryFileName);
         return 0;
     }
-    sRenderQueueNode* node = findNode(id, nullptr);
+    sRenderQueueNode* previous = nullptr;
+    sRenderQueueNode* node = findNode(id, &previous);
     if (node == nullptr) {
         fclose(file);
         vesk_logError(
@@ -523,14 +492,15 @@ int QuadenPISSRenderQueue::MoveRenderQueueItemToHistory(int id) {
         return 0;
     }
     node->_item->WriteToFile(file);
-    fclose(file);
-    // By position, not by id: the product has always retired items so.
-    if (!DeleteRenderQueueItemAtIndex(id - 1)) {
-        vesk_logWarning(
-            "QuadenPISSRenderQueue::MoveRenderQueueItemToHistory -=- Unable to delete item [%d] "
-            "from RQ.txt.",
-            id);
+    bool failed = ferror(file) != 0;
+    if (fclose(file) != 0 || failed) {
+        vesk_logError("QuadenPISSRenderQueue::MoveRenderQueueItemToHistory -=- Unable to write %s",
+                      kHistoryFileName);
+        return 0;
     }
+    // The item written is the one removed. Taken by position (id - 1), as the product once did,
+    // it would be another job as soon as an earlier one was deleted, and that job would be lost.
+    _nodes.Remove(node, previous);
     return 1;
 }
 
@@ -538,9 +508,11 @@ int QuadenPISSRenderQueue::CreateBackupProjectName(char* dst, int size) {
     if (_projectsPath == nullptr || dst == nullptr || size < 1) {
         return 0;
     }
-    std::string counterPath = std::string(_projectsPath) + "cpro2-count.cpr";
+    memset(dst, 0, static_cast<size_t>(size));
+    const std::string counterPath = std::string(_projectsPath) + "cpro2-count.cpr";
     int counter = 1;
-    FILE* file = fopen(counterPath.c_str(), "r");
+    std::string why;
+    FILE* file = vesk_fopenRegular(counterPath.c_str(), "r", &why);
     if (file != nullptr) {
         char line[32];
         if (fgets(line, sizeof line, file) != nullptr) {
@@ -551,18 +523,26 @@ int QuadenPISSRenderQueue::CreateBackupProjectName(char* dst, int size) {
             counter = counter < INT_MAX ? counter + 1 : INT_MAX;
         }
         fclose(file);
-        PISSDeleteFile(counterPath.c_str());
+    } else if (errno != ENOENT) {
+        vesk_logWarning("CreateBackupProjectName: '%s' %s", counterPath.c_str(), why.c_str());
     }
-    file = fopen(counterPath.c_str(), "w");
-    bool stored = file != nullptr && fprintf(file, "%d\n", counter) > 0;
-    if (file != nullptr && fclose(file) != 0) {
-        stored = false;
+    // A number handed out while the counter could not be stored may come round again; the backup
+    // project written under it is passed over, never overwritten.
+    std::string name = backupProjectName(_projectsPath, counter);
+    struct stat status;
+    while (lstat(name.c_str(), &status) == 0 && counter < INT_MAX) {
+        name = backupProjectName(_projectsPath, ++counter);
     }
-    if (!stored) {
-        vesk_logError("CreateBackupProjectName: Unable to store the counter in %s",
-                      counterPath.c_str());
+    if (name.size() > static_cast<size_t>(size) - 1) {
+        PISSLogPathTooLong("CreateBackupProjectName", name, static_cast<size_t>(size) - 1);
         return 0;
     }
-    snprintf(dst, static_cast<size_t>(size), "%sCPro2BGRQProject_%d.aep", _projectsPath, counter);
+    VeskAtomicFile counterFile(counterPath);
+    if (!counterFile.open() || fprintf(counterFile.stream(), "%d\n", counter) < 0 ||
+        !counterFile.commit()) {
+        vesk_logError("CreateBackupProjectName: Unable to store the counter in %s: %s",
+                      counterPath.c_str(), counterFile.error().c_str());
+    }
+    memcpy(dst, name.data(), name.size());
     return 1;
 }

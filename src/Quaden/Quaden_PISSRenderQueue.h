@@ -20,8 +20,13 @@
 // file), destroy. The held handle of "RQ.txt" is the queue's lock between the product's
 // processes; it is a convention, not an exclusive lock: another process's StartTransaction still
 // opens the file while it is held, and two processes committing at once can lose each other's
-// items or leave a torn "RQ.txt". A torn file loads with warnings in the log; the items read
-// before the damage stay in the list.
+// items or leave a torn "RQ.txt" (the shadow is copied over it in place). A torn file loads with
+// warnings in the log; the items read before the damage stay in the list.
+//
+// Files that cannot be trusted are refused, never waited on: "RQ.txt" that is not a regular file
+// or is larger than kPISSRenderQueueFileMaxBytes fails StartTransaction with a warning, and the
+// queue then refuses to Commit over it until a StartTransaction succeeds. A path that would be
+// longer than 1023 bytes is refused with an error in the log, never cut.
 //
 // The reader keeps the product's quirks, which files in the field depend on:
 // - An item written without modules reads back with one empty module, swallows the block after
@@ -30,8 +35,6 @@
 // - An unfinished last item is dropped while the load reports success.
 // - Ids are the item count at the time of appending and are never renumbered: after a deletion a
 //   new item can get the id of an existing one; lookups by id take the first.
-// - MoveRenderQueueItemToHistory writes the item with the given id but removes the item at
-//   position id - 1, which is the same item only while ids equal positions.
 //
 // Ownership: the queue owns every item appended to it and frees it on deletion or destruction.
 // Items handed out by the iteration and lookups stay owned by the queue.
@@ -45,7 +48,15 @@
 
 #include <cstdio>
 
+#include "Quaden_PISSEntryList.h"
 #include "Quaden_PISSRenderQueueItem.h"
+
+// A node of the queue's list: the item, its id and the following node.
+struct sRenderQueueNode {
+    QuadenPISSRenderQueueItem* _item;
+    int _id;
+    sRenderQueueNode* _next;
+};
 
 class QuadenPISSRenderQueue {
   public:
@@ -54,13 +65,16 @@ class QuadenPISSRenderQueue {
     QuadenPISSRenderQueue(const QuadenPISSRenderQueue&) = delete;
     QuadenPISSRenderQueue& operator=(const QuadenPISSRenderQueue&) = delete;
 
-    // Empties the list and reloads it from "RQ.txt", which stays open as the lock. A missing file
-    // is created empty: 1 with an empty list. 0 when it cannot be created or opened (21 attempts,
-    // 1 ms apart) or holds a fault (the items before it stay in the list).
+    // Empties the list and reloads it from "RQ.txt", which stays open as the lock (a handle still
+    // held from an earlier call is opened afresh, so a second call reloads the queue). A missing
+    // file is created: 1 with what it holds, an empty list unless another process wrote it in
+    // the meantime. 0 when it cannot be created or opened (21 attempts, 1 ms apart), is refused
+    // (see above), or holds a fault (the items before it stay in the list).
     int StartTransaction();
     // Writes the list to "ShadowRQ.txt", lets go of the lock and copies the shadow over "RQ.txt"
-    // in chunks of 1024 bytes. 0 when the shadow cannot be written ("RQ.txt" untouched, the lock
-    // still held) or the copy breaks off ("RQ.txt" partly written).
+    // in chunks of 1024 bytes. 0 when "RQ.txt" was refused by the last StartTransaction or the
+    // shadow cannot be written ("RQ.txt" untouched, the lock still held), or the copy breaks off
+    // ("RQ.txt" partly written).
     int Commit();
     // Closes the held handle of "RQ.txt": 1 when one was open, else 0.
     int CloseFileIfOpen();
@@ -69,7 +83,7 @@ class QuadenPISSRenderQueue {
     QuadenPISSRenderQueueItem* GetNextRenderQueueItemInList();
     // The item of the first node with that id; null for an id below 1 or not found.
     QuadenPISSRenderQueueItem* GetSpecificRenderQueueItemInList(int id);
-    int NumberOfRenderQueueItemsInList() const { return _count; }
+    int NumberOfRenderQueueItemsInList() const { return static_cast<int>(_nodes.Count()); }
 
     // Takes ownership of item and appends it with id count + 1. Null gives 0.
     int AddNewRenderQueueItem(QuadenPISSRenderQueueItem* item);
@@ -87,13 +101,15 @@ class QuadenPISSRenderQueue {
     // to the end. from == to and to == from + 1 change nothing. 1 on success; 0 for an id below 1
     // or no item with id from.
     int MoveRenderQueueItem(int from, int to);
-    // Appends the item with that id to "RQ-History.txt" and removes the item at position id - 1
-    // from the list ("RQ.txt" changes at the next Commit). 0 when the history file cannot be
-    // opened or no item has that id (nothing is removed then).
+    // Appends the item with that id to "RQ-History.txt" and removes that same item from the list
+    // ("RQ.txt" changes at the next Commit). 0 when the history file cannot be opened or written
+    // or no item has that id: nothing is removed then.
     int MoveRenderQueueItemToHistory(int id);
-    // Writes "<projects folder>CPro2BGRQProject_<n>.aep" into dst (cut to size - 1), n counting
-    // 1, 2, ... across calls and processes through "cpro2-count.cpr". 0 without a projects folder
-    // or when the counter cannot be stored (so a number is never handed out twice).
+    // Writes "<projects folder>CPro2BGRQProject_<n>.aep" into dst, n counting 1, 2, ... across
+    // calls and processes through "cpro2-count.cpr"; a number whose backup project already exists
+    // is passed over. 1 with the name, also when the counter cannot be stored (an error in the
+    // log). 0, with dst empty and the counter unchanged, without a projects folder or when the
+    // name would not fit dst (size - 1 characters) or a path.
     int CreateBackupProjectName(char* dst, int size);
 
     // The paths the queue works on (null when they could not be built).
@@ -102,31 +118,21 @@ class QuadenPISSRenderQueue {
     const char* getProjectsFolderPath() const { return _projectsPath; }
 
   private:
-    struct sRenderQueueNode {
-        QuadenPISSRenderQueueItem* _item;
-        int _id;
-        sRenderQueueNode* _next;
-    };
-
+    sRenderQueueNode* findNode(int id, sRenderQueueNode** previous) const;
+    int openQueueFile();
     int readItem(FILE* file, int* complete);
     int readOutputModuleList(FILE* file, QuadenPISSRenderQueueItem* item);
-    sRenderQueueNode* findNode(int id, sRenderQueueNode** previous);
-    void unlinkNode(sRenderQueueNode* node, sRenderQueueNode* previous);
-    // Unlinks node and deletes it with its item.
-    void destroyNode(sRenderQueueNode* node, sRenderQueueNode* previous);
     int copyShadowOverQueue();
     static int isDuplicate(QuadenPISSRenderQueueItem* item, QuadenPISSRenderQueueItem* existing,
                            const char* group);
 
     char* _queuePath;
-    int _count;
     FILE* _lock;
-    sRenderQueueNode* _first;
-    sRenderQueueNode* _last;
-    sRenderQueueNode* _cursor;
+    QuadenPISSEntryList _nodes;
     char* _shadowPath;
     char* _projectsPath;
     const char* _separators;
+    bool _queueRefused;  // the last StartTransaction could not read "RQ.txt"
 };
 
 #endif

@@ -20,8 +20,9 @@
 
 class QuadenPISSRenderQueueItem {
   public:
-    QuadenPISSRenderQueueItem();
-    ~QuadenPISSRenderQueueItem();
+    QuadenPISSRenderQueueItem()
+        : _entries(kPISSRenderQueueEntryLayout),
+          _modules(QuadenPISSRenderQueueItemOutputModule::kListLayout) {}
     QuadenPISSRenderQueueItem(const QuadenPISSRenderQueueItem&) = delete;
     QuadenPISSRenderQueueItem& operator=(const QuadenPISSRenderQueueItem&) = delete;
 
@@ -40,19 +41,31 @@ class QuadenPISSRenderQueueItem {
     int ChangeItem(const char* group, const char* key, const char* value);
     int ChangeItem(const char* group, const char* key, int value);
 
-    int NumberOfKeyValuePairsInList() const { return _entryCount; }
-    int PrepareKeyValuePairList();
-    sRenderQueueItemKVPEntry* GetNextKeyValuePairInList();
+    int NumberOfKeyValuePairsInList() const { return static_cast<int>(_entries.Count()); }
+    int PrepareKeyValuePairList() { return _entries.Prepare(); }
+    sRenderQueueItemKVPEntry* GetNextKeyValuePairInList() {
+        return static_cast<sRenderQueueItemKVPEntry*>(_entries.Next());
+    }
 
     // Takes ownership of module and appends it (null gives 0).
-    int AddNewOutputModule(QuadenPISSRenderQueueItemOutputModule* module);
-    int NumberOfOutputModulesInList() const { return _moduleCount; }
+    int AddNewOutputModule(QuadenPISSRenderQueueItemOutputModule* module) {
+        return _modules.AppendRecord(module);
+    }
+    int NumberOfOutputModulesInList() const { return static_cast<int>(_modules.Count()); }
     // The name has always been spelt so; callers use it.
-    int PrepareOuputModuleList();
-    QuadenPISSRenderQueueItemOutputModule* GetNextOutputModuleInList();
+    int PrepareOuputModuleList() { return _modules.Prepare(); }
+    QuadenPISSRenderQueueItemOutputModule* GetNextOutputModuleInList() {
+        return static_cast<QuadenPISSRenderQueueItemOutputModule*>(_modules.Next());
+    }
 
     // The first entry (null when there is none), to walk with getItemData.
-    sRenderQueueItemKVPEntry* getHeadItem() const { return _first; }
+    sRenderQueueItemKVPEntry* getHeadItem() const {
+        return static_cast<sRenderQueueItemKVPEntry*>(_entries.First());
+    }
+    // The first entry of group and key; null when none.
+    const sRenderQueueItemKVPEntry* FindEntry(const char* group, const char* key) const {
+        return static_cast<const sRenderQueueItemKVPEntry*>(_entries.Find(group, key));
+    }
     // Copies entry's key and its value as text (an int as "%d", a missing string value as "")
     // into the buffers, each cut to its size - 1 and zero-terminated; returns the next entry.
     // A null entry gives null and leaves the buffers alone.
@@ -64,14 +77,10 @@ class QuadenPISSRenderQueueItem {
     void WriteToFile(FILE* file) const;
 
   private:
-    sRenderQueueItemKVPEntry* _first;
-    sRenderQueueItemKVPEntry* _last;
-    sRenderQueueItemKVPEntry* _cursor;
-    QuadenPISSRenderQueueItemOutputModule* _firstModule;
-    QuadenPISSRenderQueueItemOutputModule* _lastModule;
-    QuadenPISSRenderQueueItemOutputModule* _moduleCursor;
-    int _entryCount;
-    int _moduleCount;
+    int add(const char* group, const char* key, int type, const char* value, int intValue);
+
+    QuadenPISSEntryList _entries;
+    QuadenPISSEntryList _modules;
 };
 
 #endif

@@ -9,14 +9,13 @@
 #ifndef QUADEN_PISSRENDERQUEUEITEMOUTPUTMODULE_H
 #define QUADEN_PISSRENDERQUEUEITEMOUTPUTMODULE_H
 
-#include "Quaden_PISSRenderQueueKVPEntry.h"
+#include <cstdio>
 
-class QuadenPISSRenderQueueItem;
+#include "Quaden_PISSRenderQueueKVPEntry.h"
 
 class QuadenPISSRenderQueueItemOutputModule {
   public:
-    QuadenPISSRenderQueueItemOutputModule();
-    ~QuadenPISSRenderQueueItemOutputModule();
+    QuadenPISSRenderQueueItemOutputModule() : _entries(kPISSRenderQueueEntryLayout) {}
     QuadenPISSRenderQueueItemOutputModule(const QuadenPISSRenderQueueItemOutputModule&) = delete;
     QuadenPISSRenderQueueItemOutputModule& operator=(const QuadenPISSRenderQueueItemOutputModule&) =
         delete;
@@ -29,19 +28,22 @@ class QuadenPISSRenderQueueItemOutputModule {
     int GetItem(char** out, const char* group, const char* key);
 
     // Puts the cursor on the first entry: 1 when there is one, else 0.
-    int PrepareOMKVPList();
+    int PrepareOMKVPList() { return _entries.Prepare(); }
     // The entry at the cursor, which moves on; null at the end.
-    sRenderQueueItemKVPEntry* GetNextOMKVPInList();
-    int GetNumberOfKVPEntries() const { return _count; }
+    sRenderQueueItemKVPEntry* GetNextOMKVPInList() {
+        return static_cast<sRenderQueueItemKVPEntry*>(_entries.Next());
+    }
+    int GetNumberOfKVPEntries() const { return static_cast<int>(_entries.Count()); }
+
+    // Writes the module's block as the queue file holds it: "\t\t{", its entries, "\t\t}".
+    void WriteToFile(FILE* file) const;
+
+    // How an item's list of modules finds the link of each (QuadenPISSEntryList).
+    static const sPISSEntryLayout kListLayout;
 
   private:
-    friend class QuadenPISSRenderQueueItem;  // links its modules through _next
-
-    sRenderQueueItemKVPEntry* _first;
-    sRenderQueueItemKVPEntry* _last;
-    sRenderQueueItemKVPEntry* _cursor;
-    int _count;
-    QuadenPISSRenderQueueItemOutputModule* _next;
+    QuadenPISSEntryList _entries;
+    QuadenPISSRenderQueueItemOutputModule* _next = nullptr;
 };
 
 #endif

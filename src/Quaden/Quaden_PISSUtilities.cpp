@@ -3,13 +3,18 @@
 #include <dirent.h>
 #include <openssl/evp.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "VeskFile.h"
 #include "VeskLog.h"
+#include "VeskPath.h"
 #include "VeskPlatform.h"
 
 namespace {
@@ -21,9 +26,11 @@ int assignProductPath(char* buffer, int size, const char* relative, const char* 
     }
     memset(buffer, 0, static_cast<size_t>(size));
     std::string path = vesk_productFolder(2) + relative;
-    // The bound is size - 1, so the last character of the buffer is never written: callers have
-    // always relied on two spare zeros.
-    return snprintf(buffer, static_cast<size_t>(size - 1), "%s", path.c_str());
+    if (!vesk_formatPathQuietly(buffer, static_cast<size_t>(size), "%s", path.c_str())) {
+        PISSLogPathTooLong(errorName, path, size < 2 ? 0 : static_cast<size_t>(size) - 2);
+        return 0;
+    }
+    return static_cast<int>(path.size());
 }
 
 // Folder entries are classified without following links; d_type saves a stat on most file
@@ -40,39 +47,63 @@ bool isDotOrDotDot(const char* name) {
     return strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
 }
 
-std::string joinPath(const char* folder, const char* name) {
-    std::string path(folder);
-    if (path.empty() || path.back() != '/') {
-        path += '/';
+std::string joinPath(const std::string& folder, const char* name) {
+    return folder + (folder.empty() || folder.back() != '/' ? "/" : "") + name;
+}
+
+void logSkipped(const char* who, const char* folder, uint64_t skipped) {
+    if (skipped > 0) {
+        vesk_logWarning(
+            "%s: %llu entries below '%s' skipped: their paths are longer than %zu bytes", who,
+            static_cast<unsigned long long>(skipped), vesk_printablePath(folder).c_str(),
+            kVeskPathMaxLength);
     }
-    return path + name;
 }
 
 // Shared walk of PISSGetSizeOfDirectoryContents and PISSGetFileCount: each entry that is not a
-// folder adds its size, or 1 when counting.
-uint64_t walkFolder(const char* path, bool countOnly) {
-    DIR* folder = opendir(path);
-    if (folder == nullptr) {
-        return 0;
-    }
+// folder adds its size, or 1 when counting. Folders still to read wait in a list of their own, so
+// the depth of the tree never reaches the stack.
+uint64_t walkFolder(const char* path, bool countOnly, uint64_t* skipped) {
+    const char* who = countOnly ? "GetFileCount" : "GetSizeOfDirectoryContents";
     uint64_t sum = 0;
-    while (struct dirent* entry = readdir(folder)) {
-        if (isDotOrDotDot(entry->d_name)) {
+    uint64_t tooLong = path != nullptr && !vesk_pathFits(path) ? 1 : 0;
+    std::vector<std::string> pending;
+    if (tooLong > 0) {
+        PISSLogPathTooLong(who, path, kVeskPathMaxLength);
+    } else if (path != nullptr) {
+        pending.emplace_back(path);
+    }
+    while (!pending.empty()) {
+        std::string folder = std::move(pending.back());
+        pending.pop_back();
+        DIR* stream = opendir(folder.c_str());
+        if (stream == nullptr) {
             continue;
         }
-        std::string entryPath = joinPath(path, entry->d_name);
-        if (isFolderEntry(entryPath, entry)) {
-            sum += walkFolder(entryPath.c_str(), countOnly);
-        } else if (countOnly) {
-            sum += 1;
-        } else {
+        while (struct dirent* entry = readdir(stream)) {
+            if (isDotOrDotDot(entry->d_name)) {
+                continue;
+            }
+            std::string entryPath = joinPath(folder, entry->d_name);
             struct stat status;
-            if (lstat(entryPath.c_str(), &status) == 0) {
+            if (!vesk_pathFits(entryPath)) {
+                ++tooLong;
+            } else if (isFolderEntry(entryPath, entry)) {
+                pending.push_back(std::move(entryPath));
+            } else if (countOnly) {
+                sum += 1;
+            } else if (lstat(entryPath.c_str(), &status) == 0) {
                 sum += static_cast<uint64_t>(status.st_size);
             }
         }
+        closedir(stream);
     }
-    closedir(folder);
+    if (path != nullptr && vesk_pathFits(path)) {
+        logSkipped(who, path, tooLong);
+    }
+    if (skipped != nullptr) {
+        *skipped = tooLong;
+    }
     return sum;
 }
 
@@ -106,6 +137,11 @@ int assignCorvixProFrameCacheDefaultDirectoryPath(char* buffer, int size) {
 int assignCorvixProFrameCacheRegistryFilePath(char* buffer, int size) {
     return assignProductPath(buffer, size, "FrameCache.cpr",
                              "assignCorvixProFrameCacheRegistryFilePath");
+}
+
+void PISSLogPathTooLong(const char* who, const std::string& path, size_t limit) {
+    vesk_logError("%s: path too long (%zu bytes, at most %zu fit), not used: %s", who, path.size(),
+                  limit, vesk_printablePath(path).c_str());
 }
 
 // ---- line tokenizing --------------------------------------------------------------------------
@@ -176,6 +212,10 @@ int PISSSplitStoreLine(char* line, sPISSStoreLine* out) {
     return 1;
 }
 
+int PISSReadStoreEntry(FILE* file, char* line, sPISSStoreLine* fields) {
+    return PISSReadStoreLine(file, line, kPISSLineBufferSize) && PISSSplitStoreLine(line, fields);
+}
+
 int PISSParseInt(const char* text) {
     if (text == nullptr) {
         return 0;
@@ -218,8 +258,14 @@ int PISSGetDirectoryOrFileList(const char* path, int searchForType,
     if (folder == nullptr) {
         return 0;
     }
+    uint64_t tooLong = 0;
     while (struct dirent* entry = readdir(folder)) {
-        bool isFolder = isFolderEntry(joinPath(path, entry->d_name), entry);
+        std::string entryPath = joinPath(path, entry->d_name);
+        if (!isDotOrDotDot(entry->d_name) && !vesk_pathFits(entryPath)) {
+            ++tooLong;
+            continue;
+        }
+        bool isFolder = isFolderEntry(entryPath, entry);
         bool wanted = searchForType == 0 ? !isFolder : isFolder && !isDotOrDotDot(entry->d_name);
         if (!wanted) {
             continue;
@@ -236,15 +282,12 @@ int PISSGetDirectoryOrFileList(const char* path, int searchForType,
         }
         item->_name = name;
         item->_next = nullptr;
-        if (*tail == nullptr) {
-            *head = item;
-        } else {
-            (*tail)->_next = item;
-        }
+        (*tail != nullptr ? (*tail)->_next : *head) = item;
         *tail = item;
         ++*count;
     }
     closedir(folder);
+    logSkipped("GetDirectoryOrFileList", path, tooLong);
     return 1;
 }
 
@@ -259,6 +302,10 @@ void PISSFreeDirectoryOrFileList(sDirectoryOrFileListEntry* head) {
 
 int PISSCreateDirectoryPath(const char* path) {
     if (path == nullptr) {
+        return 1;
+    }
+    if (!vesk_pathFits(path)) {
+        PISSLogPathTooLong("CreateDirectoryPath", path, kVeskPathMaxLength);
         return 1;
     }
     // Inside double quotes the shell still expands '$', '`' and '\', and '"' ends the quote: a
@@ -278,8 +325,8 @@ int PISSCreateDirectoryPath(const char* path) {
     return 1;
 }
 
-uint64_t PISSGetSizeOfDirectoryContents(const char* path) {
-    return path == nullptr ? 0 : walkFolder(path, false);
+uint64_t PISSGetSizeOfDirectoryContents(const char* path, uint64_t* skipped) {
+    return walkFolder(path, false, skipped);
 }
 
 uint64_t PISSGetSizeOfFileContents(const char* path) {
@@ -292,12 +339,42 @@ uint64_t PISSGetSizeOfFileContents(const char* path) {
     return static_cast<uint64_t>(status.st_size);
 }
 
-uint64_t PISSGetFileCount(const char* path) {
-    return path == nullptr ? 0 : walkFolder(path, true);
+uint64_t PISSGetFileCount(const char* path, uint64_t* skipped) {
+    return walkFolder(path, true, skipped);
 }
 
 int PISSDeleteFile(const char* path) {
-    return path != nullptr && remove(path) == 0 ? 1 : 0;
+    return path != nullptr && unlink(path) == 0 ? 1 : 0;
+}
+
+FILE* PISSOpenStoreFile(const char* path, long long maxBytes, bool* missing, std::string* why) {
+    std::string reason;
+    FILE* file = vesk_fopenRegular(path, "r", &reason);
+    struct stat status;
+    if (file != nullptr && fstat(fileno(file), &status) == 0 && status.st_size > maxBytes) {
+        reason = "is " + std::to_string(status.st_size) + " bytes, more than the " +
+                 std::to_string(maxBytes) + " read";
+        fclose(file);
+        file = nullptr;
+        errno = EFBIG;
+    }
+    if (missing != nullptr) {
+        *missing = file == nullptr && errno == ENOENT;
+    }
+    if (file == nullptr && why != nullptr) {
+        *why = "'" + vesk_printablePath(path != nullptr ? path : "") + "' not read: " + reason;
+    }
+    return file;
+}
+
+int PISSReplaceString(char** slot, const char* value) {
+    char* copy = value != nullptr ? strdup(value) : nullptr;
+    if (value != nullptr && copy == nullptr) {
+        return 0;
+    }
+    free(*slot);
+    *slot = copy;
+    return 1;
 }
 
 // ---- MD5 --------------------------------------------------------------------------------------
@@ -380,7 +457,7 @@ int _generateMD5ForFile(const char* path, char* out) {
         return 0;
     }
     out[0] = '\0';
-    FILE* file = path != nullptr ? fopen(path, "rb") : nullptr;
+    FILE* file = vesk_fopenRegular(path, "rb");
     if (file == nullptr) {
         return 0;
     }

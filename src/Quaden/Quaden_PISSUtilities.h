@@ -13,14 +13,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 // ---- product paths ----------------------------------------------------------------------------
 //
 // Each assigner zeroes size bytes of buffer and writes its path there, below the machine root when
-// one is set (vesk_machinePath). The path is cut to size - 2 characters: the bound handed to the
-// formatter is size - 1, so a buffer of 10 receives the first 8 characters. Returns the length of
-// the whole path (as snprintf does), or 0 with an error in the log for a null buffer or a size
-// below 1.
+// one is set (vesk_machinePath), and returns the path's length. The path must fit whole: at most
+// size - 2 characters (the bound the product hands its formatter is size - 1). A path that does
+// not fit is never cut: the buffer stays empty, the error names the whole path in the log, and the
+// result is 0, as it is (with the error "... invalid arguments") for a null buffer or a size below
+// 1. Callers treat 0 as "no path".
 
 // ".../Orvanta Software/CorvixPro2/"; its message keeps the shorter name
 // "assignCorvixProRootConfigPath", which is what the product has always logged.
@@ -31,6 +33,10 @@ int assignCorvixProRenderQueueDefaultDirectoryPath(char* buffer, int size);
 int assignCorvixProFrameCacheDefaultDirectoryPath(char* buffer, int size);
 // ".../CorvixPro2/FrameCache.cpr"
 int assignCorvixProFrameCacheRegistryFilePath(char* buffer, int size);
+
+// Logs the error "<who>: path too long (N bytes, at most M fit), not used: <path>" with the path
+// made printable. Every place of the store that refuses a path says so through it.
+void PISSLogPathTooLong(const char* who, const std::string& path, size_t limit);
 
 // ---- line tokenizing --------------------------------------------------------------------------
 
@@ -57,6 +63,9 @@ struct sPISSStoreLine {
     char* _value;
 };
 
+// The line buffer of every store reader: a longer line is read in pieces of 1023 characters.
+const int kPISSLineBufferSize = 1024;
+
 // Reads the next line of a store file into buffer (size bytes, cleared first). A line longer than
 // size - 1 characters comes back in pieces, each piece read as a line of its own, which is how
 // the product has always read its files. Returns 0 at end of file.
@@ -66,10 +75,37 @@ int PISSReadStoreLine(FILE* file, char* buffer, int size);
 // null) when the line holds no token at all, which ends every store's load.
 int PISSSplitStoreLine(char* line, sPISSStoreLine* out);
 
+// The next entry line of a settings store, read into line (kPISSLineBufferSize bytes) and split
+// into *fields: 0 at the end of the file or at a line without any token, which ends the load of
+// every settings store.
+int PISSReadStoreEntry(FILE* file, char* line, sPISSStoreLine* fields);
+
 // The number in text, read as atoi would but clamped to the int range; null or no digits give 0.
 int PISSParseInt(const char* text);
 
 // ---- folders and files ------------------------------------------------------------------------
+//
+// Folder walks never follow a symbolic link (a link counts as an entry that is not a folder, so a
+// link loop cannot make a walk endless) and keep their own list of folders still to read instead
+// of recursing, so no depth of tree exhausts the stack. An entry whose full path would be longer
+// than kVeskPathMaxLength (1023 bytes) is skipped, never cut: the walk counts it (in *skipped when
+// given) and logs one warning naming the folder and the count.
+
+// The largest store file read: "Config.txt", a project's settings file and "FrameCache.cpr" hold
+// a few hundred bytes to a few kilobytes; the render queue about 1.4 KB a job. Larger files are
+// refused, so a damaged or hostile file cannot exhaust memory.
+const long long kPISSSettingsFileMaxBytes = 16LL << 20;
+const long long kPISSRenderQueueFileMaxBytes = 64LL << 20;
+
+// Opens a store file for reading without waiting on it: a FIFO, socket, device or folder, or a
+// file larger than maxBytes, is refused at once. Null when refused or missing; *missing (when
+// given) tells a missing file (nothing to read) from a refused one, and *why (when given) says
+// what was wrong, naming the path ("'/x/Config.txt' not read: is a FIFO, not a regular file").
+FILE* PISSOpenStoreFile(const char* path, long long maxBytes, bool* missing, std::string* why);
+
+// Sets *slot to a malloc'ed copy of value (null stays null) and frees what it held: 1, or 0 when
+// memory runs out (*slot is then unchanged).
+int PISSReplaceString(char** slot, const char* value);
 
 // One entry of a folder listing: the bare entry name (malloc'ed, owned by the entry) and the next
 // entry.
@@ -83,8 +119,8 @@ struct sDirectoryOrFileListEntry {
 // *head, *tail and *count are reset first and each match is appended. Returns 1; 0 when the
 // folder cannot be opened (silently) or for a bad argument or lack of memory (with an error in
 // the log; entries gathered before running out of memory stay in the list). The caller frees the
-// list, for example with PISSFreeDirectoryOrFileList. Symbolic links are not followed: a link is
-// listed as an entry that is not a folder.
+// list, for example with PISSFreeDirectoryOrFileList. A symbolic link is listed as an entry that
+// is not a folder; an entry whose path would not fit is left out and counted as above.
 int PISSGetDirectoryOrFileList(const char* path, int searchForType,
                                sDirectoryOrFileListEntry** head, sDirectoryOrFileListEntry** tail,
                                int* count);
@@ -95,21 +131,21 @@ void PISSFreeDirectoryOrFileList(sDirectoryOrFileListEntry* head);
 // Creates the folder and all missing parents by running mkdir -p through the shell, with the path
 // in double quotes (and the characters the shell still expands inside them escaped, so any path
 // is passed literally). Returns 1 in every case: callers learn of failure when they use the
-// folder.
+// folder. A path longer than 1023 bytes is refused with an error in the log.
 int PISSCreateDirectoryPath(const char* path);
 
 // Total size in bytes of every entry that is not a folder, in the folder and all its sub-folders.
-// Unreadable folders count 0. Links are counted with their own size, never followed, so a link
-// loop cannot make the walk endless.
-uint64_t PISSGetSizeOfDirectoryContents(const char* path);
+// Unreadable folders count 0; links count their own size.
+uint64_t PISSGetSizeOfDirectoryContents(const char* path, uint64_t* skipped = nullptr);
 
 // The file's size from its status; 0 with an error in the log when it cannot be read.
 uint64_t PISSGetSizeOfFileContents(const char* path);
 
 // Number of entries that are not folders, in the folder and all its sub-folders.
-uint64_t PISSGetFileCount(const char* path);
+uint64_t PISSGetFileCount(const char* path, uint64_t* skipped = nullptr);
 
-// Removes the file: 1 on success, 0 on failure (null path included).
+// Removes the file, or the link itself when path is a symbolic link (never its target); a folder
+// is not removed. 1 on success, 0 on failure (null path included).
 int PISSDeleteFile(const char* path);
 
 // ---- MD5 --------------------------------------------------------------------------------------
@@ -155,7 +191,7 @@ int _MD5FinalPrintableHash(char* out, MD5 context);
 
 // Reads the file in binary in chunks of 16384 bytes and writes the printable hash of its whole
 // content into out (at least 33 characters). Returns 1, or 0 when the file cannot be opened or
-// read (out is then empty).
+// read, or is not a regular file (out is then empty).
 int _generateMD5ForFile(const char* path, char* out);
 
 #endif

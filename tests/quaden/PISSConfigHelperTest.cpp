@@ -24,7 +24,6 @@ class ConfigHelperTest : public QuadenStoreTest {
         VeskDevLoggingEnabled = 0;
         QuadenStoreTest::TearDown();
     }
-    bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
     // A cache folder holding one sparse file of mb megabytes.
     std::string cacheOf(const std::string& name, int mb) {
         std::string folder = tmp(name);
@@ -123,15 +122,6 @@ TEST_F(ConfigHelperTest, CacheWarningsAndOverflow) {
     EXPECT_TRUE(logged("WARNING\tInvalid value: -5 for key: SizeOfFrameCacheInMB\n"));
     EXPECT_EQ(H::addOrUpdateGlobalIntegerSetting("ShowCacheManagementWarnings", 0), 1);
     EXPECT_EQ(H::isCacheCheckingMode(1), 0);
-}
-
-TEST_F(ConfigHelperTest, DamagedGlobalFileIsNeverRewritten) {
-    const std::string damaged = "default int\tA 1\ndefault float\tB 2\ndefault int\tC 3\n";
-    writeFile(productFolder() + "Config.txt", damaged);
-    EXPECT_EQ(QuadenPISSConfigHelper::addOrUpdateGlobalIntegerSetting("A", 4), 0);
-    EXPECT_EQ(readFile(productFolder() + "Config.txt"), damaged);
-    EXPECT_TRUE(
-        logged("ERROR\tUnable to start persistent storage transaction. for: [default] [A]\n"));
 }
 
 }  // namespace

@@ -14,7 +14,6 @@ namespace {
 class ConfigTest : public QuadenStoreTest {
   protected:
     std::string configPath() const { return productFolder() + "Config.txt"; }
-    bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
     // The sixteen default lines in their order, without those of the keys in skip.
     std::string defaultLines(const std::vector<std::string>& skip = {}) const {
         const std::string folder = productFolder();
@@ -132,59 +131,55 @@ TEST_F(ConfigTest, LoadCommitRoundTripAndLookups) {
               "default string\tDuplicate two\n");
 }
 
-TEST_F(ConfigTest, EmptyLineEndsTheLoadAndUnknownTypeInvalidates) {
-    writeFile(configPath(), "default int\tA 1\n\ndefault int\tB 2\n");
-    {
-        QuadenPISSConfig store;
-        EXPECT_TRUE(store.IsValid());
-        EXPECT_EQ(store.NumberOfKeyValuePairsInList(), 1u);
-        EXPECT_EQ(store.Commit(), 1);
-    }
-    EXPECT_EQ(readFile(configPath()), "default int\tA 1\n");
-
-    const std::string withFloat = "default int\tA 1\ndefault float\tB 2.5\ndefault int\tC 3\n";
-    writeFile(configPath(), withFloat);
-    QuadenPISSConfig store;
-    EXPECT_FALSE(store.IsValid());
-    EXPECT_EQ(store.NumberOfKeyValuePairsInList(), 1u);
-    EXPECT_TRUE(logged("WARNING\tProcessOutputModuleItem: int type not yet supported\n"));
-    QuadenPISSConfig::initializePISSConfig();  // an invalid file is left alone
-    EXPECT_EQ(readFile(configPath()), withFloat);
-    EXPECT_TRUE(logged("ERROR\tCorvix Pro Persistent information store is invalid!\n"));
-}
-
-TEST_F(ConfigTest, DamagedFilesLoadWithoutCrashing) {
+// Each file loads what it can; a valid store commits what it holds (an empty line ends the load,
+// so the lines after it go), an invalid one never writes over its file.
+TEST_F(ConfigTest, DamagedFilesLoadWhatTheyCanAndInvalidOnesAreKept) {
     struct Case {
         std::string _text;
         int _valid;
         uint32_t _count;
+        std::string _committed;  // the file after Commit
     };
     const char binary[] = "default string\tBin \x01\xff\x00tail\ndefault int\tN 5\n";
+    const std::string withFloat = "default int\tA 1\ndefault float\tB 2.5\ndefault int\tC 3\n";
+    const std::string longLine = "default string\tLong " + std::string(1500, 'v') + "\n";
     const Case cases[] = {
+        {"default int\tA 1\n\ndefault int\tB 2\n", 1, 1, "default int\tA 1\n"},
         // A NUL cuts its line; the next line still loads.
-        {std::string(binary, sizeof binary - 1), 1, 2},
+        {std::string(binary, sizeof binary - 1), 1, 2,
+         "default string\tBin \x01\xff\ndefault int\tN 5\n"},
+        {"default int\tCut 12", 1, 1, "default int\tCut 12\n"},
+        {withFloat, 0, 1, withFloat},
         // The rest of an over-long line is read as a line of its own, with no known type.
-        {"default string\tLong " + std::string(1500, 'v') + "\n", 0, 1},
-        {"default int\tCut 12", 1, 1},
-        {"default string\n", 0, 0},
-        {"\x7f\x45\x4c\x46 garbage\n", 0, 0}};
+        {longLine, 0, 1, longLine},
+        {"default string\n", 0, 0, "default string\n"},
+        {"\x7f\x45\x4c\x46 garbage\n", 0, 0, "\x7f\x45\x4c\x46 garbage\n"}};
     for (const Case& c : cases) {
+        SCOPED_TRACE(c._text.substr(0, 30));
         writeFile(configPath(), c._text);
         QuadenPISSConfig store;
-        EXPECT_EQ(store.IsValid(), c._valid) << c._text.substr(0, 30);
-        EXPECT_EQ(store.NumberOfKeyValuePairsInList(), c._count) << c._text.substr(0, 30);
+        EXPECT_EQ(store.IsValid(), c._valid);
+        EXPECT_EQ(store.NumberOfKeyValuePairsInList(), c._count);
+        EXPECT_EQ(store.Commit(), c._valid);
+        EXPECT_EQ(readFile(configPath()), c._committed);
     }
+    EXPECT_TRUE(logged("WARNING\tProcessOutputModuleItem: int type not yet supported\n"));
     EXPECT_TRUE(logged("WARNING\tConfig: string entry without a key in '" + configPath() + "'\n"));
+    writeFile(configPath(), withFloat);
+    QuadenPISSConfig::initializePISSConfig();
+    EXPECT_EQ(readFile(configPath()), withFloat);
+    EXPECT_TRUE(logged("ERROR\tCorvix Pro Persistent information store is invalid!\n"));
 }
 
-TEST_F(ConfigTest, CommitFailuresAreReported) {
-    writeFile(configPath(), "default int\tA 1\ndefault int\tB 2\ndefault int\tC 3\n");
+TEST_F(ConfigTest, CommitFailuresAreReportedAndLeaveTheFile) {
+    const std::string text = "default int\tA 1\ndefault int\tB 2\ndefault int\tC 3\n";
+    writeFile(configPath(), text);
     QuadenPISSConfig store;
     ASSERT_EQ(store.PrepareKeyValuePairList(), 1);
     store.GetNextKeyValuePairInList();
     store.GetNextKeyValuePairInList()->_type = 7;
     EXPECT_EQ(store.Commit(), 0);
-    EXPECT_EQ(readFile(configPath()), "default int\tA 1\n");
+    EXPECT_EQ(readFile(configPath()), text);
     EXPECT_TRUE(logged("WARNING\tCommit: Invalid type in KVP list\n"));
 
     corvix_test::runCommand("rm -rf '" + productFolder() + "'");

@@ -12,7 +12,6 @@ namespace {
 class FrameCacheRegistryTest : public QuadenStoreTest {
   protected:
     std::string registryFile() const { return productFolder() + "FrameCache.cpr"; }
-    bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
 };
 
 TEST_F(FrameCacheRegistryTest, RoundTripLookupAndDeleteOneProject) {

@@ -20,7 +20,6 @@ class PerProjectConfigTest : public QuadenStoreTest {
         makeDirs(_project);
     }
     std::string settingsFile() const { return _project + "/.CorvixPro2ProjectConfig.cpr"; }
-    bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
 
     std::string _project;
 };

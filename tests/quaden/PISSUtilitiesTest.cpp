@@ -1,12 +1,19 @@
 // Store utilities: product paths, the line tokenizer, folder walks, folder creation and MD5.
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 #include <vector>
 
 #include "QuadenStoreTest.h"
+#include "Quaden_PISSConfig.h"
+#include "Quaden_PISSFrameCacheRegistry.h"
+#include "Quaden_PISSPerProjectConfig.h"
+#include "Quaden_PISSRenderQueue.h"
 #include "Quaden_PISSUtilities.h"
+#include "VeskPath.h"
 
 using corvix_test::exists;
 using corvix_test::makeDirs;
@@ -16,6 +23,13 @@ using corvix_test::writeFile;
 namespace {
 
 class UtilitiesTest : public QuadenStoreTest {};
+
+int (*const kAssigners[])(char*, int) = {
+    assignCorvixProRootConfigDirectoryPath, assignCorvixProRenderQueueDefaultDirectoryPath,
+    assignCorvixProFrameCacheDefaultDirectoryPath, assignCorvixProFrameCacheRegistryFilePath};
+const char* const kAssignerNames[] = {
+    "assignCorvixProRootConfigPath", "assignCorvixProRenderQueueDefaultDirectoryPath",
+    "assignCorvixProFrameCacheDefaultDirectoryPath", "assignCorvixProFrameCacheRegistryFilePath"};
 
 std::vector<std::string> listNames(const std::string& path, int type, int* result) {
     sDirectoryOrFileListEntry* head = nullptr;
@@ -55,39 +69,61 @@ TEST_F(UtilitiesTest, TokenizerSplitsStoreLinesAndClipsTheRemainder) {
     EXPECT_EQ(QuadenPISSClipPrefixedWhiteSpace(blanks, nullptr), blanks);
 }
 
-TEST_F(UtilitiesTest, PathAssignersCutAndFollowTheMachineRoot) {
+TEST_F(UtilitiesTest, PathAssignersFollowTheMachineRoot) {
     const char* const folder = "/Library/Application Support/Orvanta Software/CorvixPro2/";
-    int (*const assigners[])(char*, int) = {
-        assignCorvixProRootConfigDirectoryPath, assignCorvixProRenderQueueDefaultDirectoryPath,
-        assignCorvixProFrameCacheDefaultDirectoryPath, assignCorvixProFrameCacheRegistryFilePath};
     const std::string names[] = {"", "RenderQueue/", "Cache/", "FrameCache.cpr"};
     char buffer[1024];
     for (int i = 0; i < 4; ++i) {
         std::string expected = folder + names[i];
-        EXPECT_EQ(assigners[i](buffer, sizeof buffer),
+        EXPECT_EQ(kAssigners[i](buffer, sizeof buffer),
                   static_cast<int>(root().size() + expected.size()));
         EXPECT_EQ(std::string(buffer), root() + expected);
     }
-    _env.set("CORVIX_ROOT", std::nullopt);
-    char small[10];
-    memset(small, 'x', sizeof small);
-    EXPECT_EQ(assignCorvixProFrameCacheRegistryFilePath(small, 10),
-              static_cast<int>(strlen(folder) + strlen("FrameCache.cpr")));
-    EXPECT_EQ(std::string(small, 10), std::string("/Library") + '\0' + '\0');
-
     EXPECT_EQ(assignCorvixProRootConfigDirectoryPath(nullptr, 10), 0);
     EXPECT_EQ(assignCorvixProRenderQueueDefaultDirectoryPath(buffer, 0), 0);
     EXPECT_EQ(assignCorvixProFrameCacheDefaultDirectoryPath(nullptr, 0), 0);
     EXPECT_EQ(assignCorvixProFrameCacheRegistryFilePath(buffer, -1), 0);
-    const std::string log = logText();
-    for (const char* name :
-         {"assignCorvixProRootConfigPath", "assignCorvixProRenderQueueDefaultDirectoryPath",
-          "assignCorvixProFrameCacheDefaultDirectoryPath",
-          "assignCorvixProFrameCacheRegistryFilePath"}) {
-        EXPECT_NE(log.find(std::string("ERROR\t") + name + " invalid arguments\n"),
-                  std::string::npos)
-            << name;
+    for (const char* name : kAssignerNames) {
+        EXPECT_TRUE(logged(std::string("ERROR\t") + name + " invalid arguments\n")) << name;
     }
+}
+
+// A path that does not fit its buffer is refused whole, never cut and used: the assigners leave
+// the buffer empty, and the stores built on such paths have no file and create nothing.
+TEST_F(UtilitiesTest, PathsThatDoNotFitAreRefused) {
+    char small[10];
+    memset(small, 'x', sizeof small);
+    EXPECT_EQ(assignCorvixProFrameCacheRegistryFilePath(small, 10), 0);
+    EXPECT_EQ(std::string(small, 10), std::string(10, '\0'));
+    EXPECT_TRUE(logged("ERROR\tassignCorvixProFrameCacheRegistryFilePath: path too long (" +
+                       std::to_string(root().size() + 71) +
+                       " bytes, at most 8 fit), not used: " + root() + "/Library/"));
+
+    const std::string longRoot = tmp(std::string(1000, 'r'));
+    _env.set("CORVIX_ROOT", longRoot);
+    char buffer[kVeskPathBufferSize];
+    for (int (*assign)(char*, int) : kAssigners) {
+        EXPECT_EQ(assign(buffer, sizeof buffer), 0);
+        EXPECT_STREQ(buffer, "");
+    }
+    {
+        QuadenPISSConfig config;
+        QuadenPISSFrameCacheRegistry registry;
+        QuadenPISSRenderQueue queue;
+        QuadenPISSPerProjectConfig project(longRoot.c_str());
+        EXPECT_EQ(config.getRootPathToProjectConfigFile(), nullptr);
+        EXPECT_EQ(registry.getPathToRegistryFile(), nullptr);
+        EXPECT_EQ(queue.getRenderQueueFilePath(), nullptr);
+        EXPECT_EQ(project.getPathToConfigFile(), nullptr);
+        for (int result : {config.StartTransaction(), registry.Commit(), queue.StartTransaction(),
+                           queue.Commit(), project.Commit()}) {
+            EXPECT_EQ(result, 0);
+        }
+    }
+    EXPECT_TRUE(logged("ERROR\tPerProjectConfig::PerProjectConfig: path too long ("));
+    EXPECT_FALSE(exists(longRoot));
+    EXPECT_FALSE(exists("Config.txt"));
+    EXPECT_FALSE(exists(".Config.txt.lock"));
 }
 
 TEST_F(UtilitiesTest, FolderWalksListSizeAndCount) {
@@ -95,9 +131,12 @@ TEST_F(UtilitiesTest, FolderWalksListSizeAndCount) {
     writeFile(cache + "/a.bin", std::string(10, 'a'));
     writeFile(cache + "/b.bin", std::string(20, 'b'));
     writeFile(cache + "/sub/c.bin", std::string(5, 'c'));
+    // A link to the folder itself counts as an entry of its own size and is never followed.
+    ASSERT_EQ(symlink(cache.c_str(), (cache + "/sub/loop").c_str()), 0);
+    const uint64_t linkSize = cache.size();
     for (const std::string& path : {cache, cache + "/"}) {
-        EXPECT_EQ(PISSGetSizeOfDirectoryContents(path.c_str()), 35u);
-        EXPECT_EQ(PISSGetFileCount(path.c_str()), 3u);
+        EXPECT_EQ(PISSGetSizeOfDirectoryContents(path.c_str()), 35u + linkSize);
+        EXPECT_EQ(PISSGetFileCount(path.c_str()), 4u);
     }
     int result = 0;
     EXPECT_EQ(listNames(cache, 0, &result), (std::vector<std::string>{"a.bin", "b.bin"}));
@@ -115,7 +154,6 @@ TEST_F(UtilitiesTest, FolderWalksListSizeAndCount) {
     EXPECT_EQ(PISSGetDirectoryOrFileList(cache.c_str(), 0, nullptr, &head, &count), 0);
     EXPECT_EQ(PISSGetDirectoryOrFileList(nullptr, 0, &head, &head, &count), 0);
     EXPECT_EQ(PISSGetDirectoryOrFileList(cache.c_str(), 2, &head, &head, &count), 0);
-    const std::string log = logText();
     const std::string messages[] = {
         "GetDirectoryOrFileList: pointer to count is invalid\n",
         "GetDirectoryOrFileList: queueHead or queueTail pointer invalid\n",
@@ -123,12 +161,59 @@ TEST_F(UtilitiesTest, FolderWalksListSizeAndCount) {
         "GetDirectoryOrFileList: searchForType: 2 invalid\n",
         "GetSizeOfFileContents: Could not stat on filepath: " + cache + "/none\n"};
     for (const std::string& message : messages) {
-        EXPECT_NE(log.find("ERROR\t" + message), std::string::npos) << message;
+        EXPECT_TRUE(logged("ERROR\t" + message)) << message;
     }
 
+    // Deleting a link removes the link, never what it points at.
+    EXPECT_EQ(PISSDeleteFile((cache + "/sub/loop").c_str()), 1);
+    EXPECT_TRUE(exists(cache + "/a.bin"));
     EXPECT_EQ(PISSDeleteFile((cache + "/a.bin").c_str()), 1);
     EXPECT_EQ(PISSDeleteFile((cache + "/a.bin").c_str()), 0);
+    EXPECT_EQ(PISSDeleteFile((cache + "/sub").c_str()), 0);
     EXPECT_EQ(PISSGetFileCount(cache.c_str()), 2u);
+}
+
+// Entries whose paths pass 1023 bytes are skipped and counted, never cut; a tree 10,000 folders
+// deep is walked to that limit without recursion and without a crash.
+TEST_F(UtilitiesTest, WalksSkipAndCountPathsThatDoNotFit) {
+    std::string folder = tmp("long");
+    while (folder.size() < 1000) {
+        folder += "/" + std::string(std::min<size_t>(200, 999 - folder.size()), 'd');
+    }
+    makeDirs(folder);
+    for (size_t length = 1020; length <= 1030; ++length) {
+        writeFile(folder + "/" + std::string(length - folder.size() - 1, 'f'), "12");
+    }
+    uint64_t skipped = 0;
+    EXPECT_EQ(PISSGetFileCount(tmp("long").c_str(), &skipped), 4u);
+    EXPECT_EQ(skipped, 7u);
+    EXPECT_EQ(PISSGetSizeOfDirectoryContents(tmp("long").c_str(), &skipped), 8u);
+    EXPECT_EQ(skipped, 7u);
+    int result = 0;
+    EXPECT_EQ(listNames(folder, 0, &result).size(), 4u);
+    EXPECT_TRUE(logged("WARNING\tGetDirectoryOrFileList: 7 entries below '" + folder +
+                       "' skipped: their paths are longer than 1023 bytes\n"));
+
+    // The tree is built and taken down one level at a time from inside, since its full paths are
+    // longer than the system takes; in memory when it can be, where that is quick.
+    const int kDepth = 10000;
+    char shm[] = "/dev/shm/quaden-deep-XXXXXX";
+    const std::string deep = mkdtemp(shm) != nullptr ? std::string(shm) : tmp("deep");
+    writeFile(deep + "/top.bin", "1234");
+    const int back = open(".", O_RDONLY | O_DIRECTORY);
+    ASSERT_EQ(chdir(deep.c_str()), 0);
+    for (int level = 0; level < kDepth; ++level) {
+        ASSERT_EQ(mkdir("d", 0777) == 0 && chdir("d") == 0, true) << level;
+    }
+    EXPECT_EQ(PISSGetFileCount(deep.c_str(), &skipped), 1u);
+    EXPECT_EQ(skipped, 1u);
+    EXPECT_EQ(PISSGetSizeOfDirectoryContents(deep.c_str()), 4u);
+    for (int level = 0; level < kDepth; ++level) {
+        ASSERT_EQ(chdir("..") == 0 && rmdir("d") == 0, true) << level;
+    }
+    corvix_test::runCommand("rm -r '" + deep + "'");
+    ASSERT_EQ(fchdir(back), 0);
+    close(back);
 }
 
 TEST_F(UtilitiesTest, CreateDirectoryPathTakesThePathLiterally) {

@@ -31,6 +31,7 @@ class QuadenStoreTest : public corvix_test::SandboxTest {
     std::string logText() const {
         return corvix_test::exists(_logPath) ? corvix_test::readFile(_logPath) : std::string();
     }
+    bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
     // The MD5 of text as the system's md5sum reports it: an oracle independent of the store.
     static std::string md5sum(const std::string& text) {
         std::string output;

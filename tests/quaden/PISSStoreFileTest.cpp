@@ -1,0 +1,194 @@
+// The files under the three settings stores ("Config.txt", a project's settings file,
+// "FrameCache.cpr"): what sits in their place, writers in other processes, and failed writes.
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <string>
+
+#include "QuadenStoreTest.h"
+#include "Quaden_PISSConfig.h"
+#include "Quaden_PISSConfigHelper.h"
+#include "Quaden_PISSFrameCacheRegistry.h"
+#include "Quaden_PISSPerProjectConfig.h"
+
+using corvix_test::exists;
+using corvix_test::makeDirs;
+using corvix_test::readFile;
+using corvix_test::writeFile;
+
+namespace {
+
+class StoreFileTest : public QuadenStoreTest {
+  protected:
+    void SetUp() override {
+        QuadenStoreTest::SetUp();
+        makeDirs(_project._projectPath);
+    }
+
+    // The three stores, each changed through its read-modify-write cycle (QuadenPISSConfigHelper)
+    // and read back by a store loaded afresh (-1 when the key is missing).
+    enum Store { kGlobal, kProject, kRegistry };
+    static constexpr const char* kNames[] = {"Config.txt", "project file", "FrameCache.cpr"};
+
+    std::string file(Store store) const {
+        return store == kProject ? _project._projectPath + "/.CorvixPro2ProjectConfig.cpr"
+                                 : productFolder() + kNames[store];
+    }
+    int update(Store store, const std::string& key, int value) {
+        using H = QuadenPISSConfigHelper;
+        return store == kGlobal ? H::addOrUpdateGlobalIntegerSetting(key.c_str(), value)
+               : store == kProject
+                   ? H::addOrUpdateProjectIntegerSetting(&_project, key.c_str(), value)
+                   : H::addOrUpdateRegistryStringSetting("P", key.c_str(),
+                                                         std::to_string(value).c_str());
+    }
+    int read(Store store, const std::string& key) {
+        int value = -1;
+        char* text = nullptr;
+        if (store == kGlobal) {
+            QuadenPISSConfig().GetItem(&value, "default", key.c_str());
+        } else if (store == kProject) {
+            QuadenPISSPerProjectConfig(_project._projectPath.c_str())
+                .GetItem(&value, "P", key.c_str());
+        } else if (QuadenPISSFrameCacheRegistry().GetItem(&text, "P", key.c_str())) {
+            value = atoi(text);
+        }
+        free(text);
+        return value;
+    }
+
+    QuadenPISSProjectKeys _project{"P", tmp("project")};
+};
+
+// Whatever sits in a store file's place, the store says so at once and never writes over it.
+TEST_F(StoreFileTest, SpecialAndHugeFilesAreRefusedAtOnceAndKept) {
+    struct Case {
+        const char* _what;
+        std::function<void(const std::string&)> _make;
+        const char* _reason;
+    };
+    const Case cases[] = {
+        {"FIFO", [](const std::string& path) { mkfifo(path.c_str(), 0666); },
+         "is a FIFO, not a regular file"},
+        {"folder", [](const std::string& path) { makeDirs(path); }, "is a folder"},
+        {"huge file",
+         [](const std::string& path) {
+             writeFile(path, "");
+             ASSERT_EQ(truncate(path.c_str(), 17 << 20), 0);
+         },
+         "is 17825792 bytes, more than the 16777216 read"}};
+    for (Store store : {kGlobal, kProject, kRegistry}) {
+        for (const Case& c : cases) {
+            SCOPED_TRACE(std::string(kNames[store]) + " as " + c._what);
+            const std::string path = file(store);
+            c._make(path);
+            struct stat before;
+            ASSERT_EQ(lstat(path.c_str(), &before), 0);
+            const auto start = std::chrono::steady_clock::now();
+            EXPECT_EQ(update(store, "Key", 1), 0);
+            EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+            EXPECT_NE(logText().find(c._reason), std::string::npos);
+            struct stat after;
+            ASSERT_EQ(lstat(path.c_str(), &after), 0);
+            EXPECT_EQ(after.st_ino, before.st_ino);
+            EXPECT_EQ(after.st_size, before.st_size);
+            corvix_test::runCommand("rm -rf '" + path + "'");
+        }
+    }
+}
+
+// Two processes updating one file at once, each its own keys, beside a key set by hand: every
+// key of both survives, because each update holds the file's lock from its load to its commit.
+TEST_F(StoreFileTest, WritersInTwoProcessesLoseNoKeys) {
+    const int kUpdates = 25;
+    for (Store store : {kGlobal, kProject, kRegistry}) {
+        SCOPED_TRACE(kNames[store]);
+        ASSERT_EQ(update(store, "ByHand", 7), 1);
+        pid_t children[2];
+        for (int child = 0; child < 2; ++child) {
+            children[child] = fork();
+            ASSERT_GE(children[child], 0);
+            if (children[child] == 0) {
+                int failures = 0;
+                for (int i = 0; i < kUpdates; ++i) {
+                    failures +=
+                        !update(store, "C" + std::to_string(child) + "_" + std::to_string(i), i);
+                }
+                _exit(failures);
+            }
+        }
+        for (pid_t child : children) {
+            int status = -1;
+            ASSERT_EQ(waitpid(child, &status, 0), child);
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+        }
+        EXPECT_EQ(read(store, "ByHand"), 7);
+        for (int i = 0; i < kUpdates; ++i) {
+            EXPECT_EQ(read(store, "C0_" + std::to_string(i)), i);
+            EXPECT_EQ(read(store, "C1_" + std::to_string(i)), i);
+        }
+    }
+}
+
+// A store that read the file before another writer committed: a transaction of its own loads
+// the file afresh; without one, or with changes made before it, its commit is refused.
+TEST_F(StoreFileTest, CommitsNeverOverwriteAnotherWritersKeys) {
+    const std::string path = productFolder() + "Config.txt";
+    writeFile(path, "default int\tA 1\n");
+    QuadenPISSConfig early;
+    QuadenPISSConfig changed;
+    changed.Add("default", "Mine", 2);
+    {
+        QuadenPISSConfig other;
+        ASSERT_EQ(other.StartTransaction(), 1);
+        other.Add("default", "Theirs", 3);
+        ASSERT_EQ(other.Commit(), 1);
+    }
+    const std::string committed = "default int\tA 1\ndefault int\tTheirs 3\n";
+    EXPECT_EQ(early.Commit(), 0);
+    EXPECT_EQ(changed.StartTransaction(), 0);
+    EXPECT_EQ(changed.Commit(), 0);
+    EXPECT_EQ(readFile(path), committed);
+    EXPECT_NE(logText().find("was changed by another writer since it was read"), std::string::npos);
+
+    ASSERT_EQ(early.StartTransaction(), 1);
+    int theirs = 0;
+    EXPECT_EQ(early.GetItem(&theirs, "default", "Theirs"), 1);
+    EXPECT_EQ(theirs, 3);
+    early.Add("default", "Later", 4);
+    ASSERT_EQ(early.Commit(), 1);
+    EXPECT_EQ(readFile(path), committed + "default int\tLater 4\n");
+    EXPECT_TRUE(exists(productFolder() + ".Config.txt.lock"));
+}
+
+// A full disk while a store is written: the commit fails and the old file stays as it was.
+TEST_F(StoreFileTest, FullDiskLeavesTheOldFile) {
+    const std::string folder = productFolder();
+    if (geteuid() != 0 || corvix_test::runCommand("mount -t tmpfs -o size=64k tmpfs '" + folder +
+                                                  "' 2>/dev/null") != 0) {
+        GTEST_SKIP() << "mounting a small tmpfs needs root";
+    }
+    const std::string old = "default int\tA 1\n";
+    writeFile(folder + "Config.txt", old);
+    corvix_test::runCommand("dd if=/dev/zero of='" + folder + "fill' bs=1k count=64 2>/dev/null");
+    {
+        QuadenPISSConfig store;
+        for (int i = 0; i < 200; ++i) {
+            store.Add("default", ("Key" + std::to_string(i)).c_str(), std::string(64, 'v').c_str());
+        }
+        EXPECT_EQ(store.StartTransaction(), 1);
+        EXPECT_EQ(store.Commit(), 0);
+    }
+    EXPECT_EQ(readFile(folder + "Config.txt"), old);
+    std::string listing;
+    corvix_test::runCommand("ls -A '" + folder + "'", &listing);
+    corvix_test::runCommand("umount '" + folder + "'");
+    EXPECT_EQ(listing, ".Config.txt.lock\nConfig.txt\nfill\n");
+    EXPECT_NE(logText().find("No space left on device"), std::string::npos) << logText();
+}
+
+}  // namespace
