@@ -105,7 +105,7 @@ int CprSweep::run(const char* folder, bool recursive, CprSweepObserver* observer
     }
 
     char start[kVeskPathBufferSize] = {0};
-    if (folder && !vesk_formatPath(start, kVeskPathBufferSize, "%s", folder)) {
+    if (folder && !vesk_formatPathQuietly(start, kVeskPathBufferSize, "%s", folder)) {
         counter.folderNotRead(folder, strerror(ENAMETOOLONG));
     } else {
         cleaner.removeCprFiles(start, recursive, log, account.removed, &counter);

@@ -112,6 +112,11 @@ void VeskConfig::fail(const std::string& why) {
     _error = why;
 }
 
+void VeskConfig::failToStore(const std::string& why) {
+    _error = why;
+    vesk_logError("Unable to store config file: %s.", _path.c_str());
+}
+
 VeskConfig::ReadResult VeskConfig::readFile(std::string* text) {
     std::string why;
     if (vesk_readRegularFile(_path.c_str(), kMaxFileSize, text, &why)) {
@@ -162,13 +167,10 @@ bool VeskConfig::keepAside(const std::string& text) {
             vesk_log("Kept the old config file as %s.", aside.c_str());
             return true;
         }
-        fail(file.error());
-        break;
+        failToStore(file.error());
+        return false;
     }
-    if (_error.empty()) {
-        fail(_path + ": no free name to keep the old file aside");
-    }
-    vesk_logError("Unable to store config file: %s.", _path.c_str());
+    failToStore(_path + ": no free name to keep the old file aside");
     return false;
 }
 
@@ -180,9 +182,8 @@ bool VeskConfig::lockForWrite() {
     if (_lock->locked()) {
         return true;
     }
-    fail(_lock->error());
+    failToStore(_lock->error());
     _lock.reset();
-    vesk_logError("Unable to store config file: %s.", _path.c_str());
     return false;
 }
 
@@ -192,8 +193,7 @@ bool VeskConfig::closeFile() {
     if (_pending) {
         stored = _pending->commit();
         if (!stored) {
-            fail(_pending->error());
-            vesk_logError("Unable to store config file: %s.", _path.c_str());
+            failToStore(_pending->error());
         }
         _pending.reset();
         _file = nullptr;
@@ -308,8 +308,7 @@ void VeskConfig::createNewConfigFile() {
     }
     _pending.reset(new VeskAtomicFile(_path));
     if (!_pending->open()) {
-        fail(_pending->error());
-        vesk_logError("Unable to store config file: %s.", _path.c_str());
+        failToStore(_pending->error());
         _pending.reset();
         return;
     }
@@ -340,16 +339,20 @@ bool VeskConfig::writeToDisk() {
         fail(_path + ": opened for reading only");
         return false;
     }
+    // A write left open goes first, so that the lock is held from the read below to the rename.
+    if (_pending) {
+        closeFile();
+    }
     if (!lockForWrite()) {
         return false;
     }
     std::string text;
     ReadResult state = readFile(&text);
     bool current = state == kRead && hasCurrentVersion(text);
+    if (state == kRefused) {
+        failToStore(_error);
+    }
     if (state == kRefused || (state == kRead && !current && !keepAside(text))) {
-        if (state == kRefused) {
-            vesk_logError("Unable to store config file: %s.", _path.c_str());
-        }
         closeFile();
         return false;
     }

@@ -102,6 +102,8 @@ class VeskConfig {
     bool lockForWrite();
     bool closeFile();
     void fail(const std::string& why);
+    // fail(), and the product log's designed line for a write that did not happen.
+    void failToStore(const std::string& why);
 
     std::string _name;
     Access _access;
