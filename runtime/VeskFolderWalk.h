@@ -50,10 +50,12 @@ class VeskFolderWalk {
     // folder (the tree was moved); the walk must then be abandoned.
     bool leave();
 
-    // Hands out the current folder's next entry, in the order the listing gave them.
+    // Hands out the current folder's next entry, in the order the listing gave them; false when
+    // none is left (or no folder is entered).
     bool nextEntry(Entry* entry);
 
     // The current folder's entries not yet handed out; the caller may reorder or drop them.
+    // Only while depth() > 0.
     std::vector<Entry>& pendingEntries();
 
     // Folders entered and not left: 0 before start() and after the first folder is left.
