@@ -1,26 +1,23 @@
 #include "CorvixCleaner.h"
 
 #include <dirent.h>
-#include <sys/stat.h>
 
 #include <cerrno>
-#include <cstdlib>
+#include <cstdarg>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "CprSweepObserver.h"
-#include "SupportPackage.h"
 #include "VeskDiagnostics.h"
+#include "VeskFolderWalk.h"
 #include "VeskLog.h"
+#include "VeskPath.h"
 #include "VeskPlatform.h"
 
 std::atomic<int> g_shouldRunCPRThread{0};
 
 namespace {
-
-// Paths live in 1025-byte buffers filled with at most 1024 characters; longer ones are cut.
-const size_t kPathBuffer = 1025;
 
 const int kProductFolder = 1;
 const int kProduct2Folder = 2;
@@ -45,6 +42,87 @@ bool isCprFileName(const char* name) {
            strcasecmp(name, ".CorvixProProjectConfig.cpr") == 0;
 }
 
+void noteRemoved(CorvixCleanerResult* result, int count = 1) {
+    if (result) {
+        result->removed += count;
+    }
+}
+
+void noteNotRemoved(CorvixCleanerResult* result, int count, const std::string& problem) {
+    if (!result || count == 0) {
+        return;
+    }
+    if (result->notRemoved == 0) {
+        result->problem = problem;
+    }
+    result->notRemoved += count;
+}
+
+void noteNotRemoved(CorvixCleanerResult* result, const std::string& path, const char* reason) {
+    noteNotRemoved(result, 1, vesk_printablePath(path) + ": " + reason);
+}
+
+// remove(3) on each generation's item; a missing one is no failure.
+void removeProductFiles(const char* item, CorvixCleanerResult* result) {
+    for (int generation : {kProductFolder, kProduct2Folder}) {
+        std::string path = productPath(generation, item);
+        if (remove(path.c_str()) == 0) {
+            noteRemoved(result);
+        } else if (errno != ENOENT) {
+            noteNotRemoved(result, path, strerror(errno));
+        }
+    }
+}
+
+// killDirectory on each generation's folder, the second product's first.
+int removeProductFolders(const char* item, CorvixCleanerResult* result) {
+    int count = 0;
+    for (int generation : {kProduct2Folder, kProductFolder}) {
+        VeskTreeRemoval removal = vesk_removeTree(productPath(generation, item).c_str());
+        count += removal.attempted;
+        noteRemoved(result, removal.removed);
+        noteNotRemoved(result, removal.failed, removal.problem);
+    }
+    return count;
+}
+
+void writeLogLine(FILE* log, const char* format, ...) __attribute__((format(printf, 2, 3)));
+void writeLogLine(FILE* log, const char* format, ...) {
+    if (!log) {
+        return;
+    }
+    va_list args;
+    va_start(args, format);
+    vfprintf(log, format, args);
+    va_end(args);
+}
+
+// Deletes one target found by the sweep, as remove(3) would, and tells the log and observer.
+void removeCprFile(int folder, const char* name, const char* path, FILE* log, int& removed,
+                   CprSweepObserver* observer) {
+    std::string printable = vesk_printablePath(path);
+    if (vesk_removeAt(folder, name) == 0) {
+        ++removed;
+        writeLogLine(log, "REMOVED - %s \n", printable.c_str());
+        if (observer) {
+            observer->cprFileRemoved(path);
+        }
+        return;
+    }
+    const char* reason = errno ? strerror(errno) : nullptr;
+    if (reason && !*reason) {
+        reason = nullptr;
+    }
+    if (reason) {
+        writeLogLine(log, "ERROR - %s -> %s\n", printable.c_str(), reason);
+    } else {
+        writeLogLine(log, "ERROR - %s\n", printable.c_str());
+    }
+    if (observer) {
+        observer->cprFileNotRemoved(path, reason);
+    }
+}
+
 }  // namespace
 
 int CorvixCleaner::removeAll() {
@@ -53,17 +131,16 @@ int CorvixCleaner::removeAll() {
     return 1;
 }
 
-int CorvixCleaner::removeLogs() {
-    char folder[kPathBuffer] = {0};
-    if (!getPathToLogs(folder, kPathBuffer - 1)) {
+int CorvixCleaner::removeLogs(CorvixCleanerResult* result) {
+    char folder[kVeskPathBufferSize] = {0};
+    if (!getPathToLogs(folder, kVeskPathBufferSize - 1)) {
         throw CorvixCleanerException("Could not acquire log path.");
     }
     DIR* dir = opendir(folder);
     if (!dir) {
-        // Room for the whole folder name as well as the words around it.
-        char message[kPathBuffer + 64] = {0};
-        snprintf(message, sizeof message, "Could not open \"%s\" for directory listing.", folder);
-        throw CorvixCleanerException(message);
+        std::string message =
+            std::string("Could not open \"") + folder + "\" for directory listing.";
+        throw CorvixCleanerException(message.c_str());
     }
     std::vector<std::string> names;
     while (struct dirent* entry = readdir(dir)) {
@@ -73,21 +150,28 @@ int CorvixCleaner::removeLogs() {
     }
     closedir(dir);
 
+    int removed = 0;
     for (const std::string& name : names) {
-        char path[kPathBuffer] = {0};
-        snprintf(path, kPathBuffer, "%s%s", folder, name.c_str());
+        char path[kVeskPathBufferSize] = {0};
+        if (!vesk_formatPath(path, kVeskPathBufferSize, "%s%s", folder, name.c_str())) {
+            noteNotRemoved(result, std::string(folder) + name, "path too long");
+            continue;
+        }
         if (remove(path) != 0) {
             int error = errno;
-            vesk_diagnostic("\nTrying to delete: %s", path);
+            vesk_diagnostic("\nTrying to delete: %s", vesk_printablePath(path).c_str());
             std::string message =
                 std::string("Could not delete ") + path + "\n" + strerror(error) + ".";
+            noteNotRemoved(result, path, strerror(error));
             throw CorvixCleanerException(message.c_str());
         }
+        ++removed;
+        noteRemoved(result);
     }
-    return static_cast<int>(names.size());
+    return removed;
 }
 
-int CorvixCleaner::removeConfigFiles() {
+int CorvixCleaner::removeConfigFiles(CorvixCleanerResult* result) {
     std::string base;
     if (!vesk_preferencesFolderOrFallback(&base)) {
         // The platform gives no status code; -1 stands for "no folder".
@@ -97,22 +181,26 @@ int CorvixCleaner::removeConfigFiles() {
 
     int deleted = 0;
     for (const char* name : {"corvix.cfg", "CorvixPro2.cfg"}) {
-        char path[kPathBuffer] = {0};
-        snprintf(path, kPathBuffer, "%s%s", folder.c_str(), name);
-        if (remove(path) == 0) {
+        char path[kVeskPathBufferSize] = {0};
+        bool fits = vesk_formatPath(path, kVeskPathBufferSize, "%s%s", folder.c_str(), name);
+        if (fits && remove(path) == 0) {
             ++deleted;
-        } else {
-            vesk_diagnostic("\n%s not deleted.", name);
+            continue;
+        }
+        int error = fits ? errno : ENAMETOOLONG;
+        vesk_diagnostic("\n%s not deleted.", name);
+        if (error != ENOENT) {
+            noteNotRemoved(result, folder + name, strerror(error));
         }
     }
     vesk_diagnostic("\n%d config files deleted.", deleted);
+    noteRemoved(result, deleted);
     return deleted;
 }
 
-int CorvixCleaner::removeRenderQueueFiles(__e_corvix_versions /*version*/) {
-    int count = SupportPackage::killDirectory(productPath(kProduct2Folder, "RenderQueue/").c_str());
-    count += SupportPackage::killDirectory(productPath(kProductFolder, "RenderQueue/").c_str());
-    return count;
+int CorvixCleaner::removeRenderQueueFiles(__e_corvix_versions /*version*/,
+                                          CorvixCleanerResult* result) {
+    return removeProductFolders("RenderQueue/", result);
 }
 
 int CorvixCleaner::removeRenderQueueHistory() {
@@ -123,20 +211,16 @@ int CorvixCleaner::removeRenderQueueActiveJobs() {
     return 1;
 }
 
-void CorvixCleaner::removePISSConfig() {
-    remove(productPath(kProductFolder, "Config.txt").c_str());
-    remove(productPath(kProduct2Folder, "Config.txt").c_str());
+void CorvixCleaner::removePISSConfig(CorvixCleanerResult* result) {
+    removeProductFiles("Config.txt", result);
 }
 
-void CorvixCleaner::removeFrameRegistry() {
-    remove(productPath(kProductFolder, "FrameCache.cpr").c_str());
-    remove(productPath(kProduct2Folder, "FrameCache.cpr").c_str());
+void CorvixCleaner::removeFrameRegistry(CorvixCleanerResult* result) {
+    removeProductFiles("FrameCache.cpr", result);
 }
 
-int CorvixCleaner::removeCacheFiles() {
-    int count = SupportPackage::killDirectory(productPath(kProduct2Folder, "Cache/").c_str());
-    count += SupportPackage::killDirectory(productPath(kProductFolder, "Cache/").c_str());
-    return count;
+int CorvixCleaner::removeCacheFiles(CorvixCleanerResult* result) {
+    return removeProductFolders("Cache/", result);
 }
 
 int CorvixCleaner::removeCprFiles(const char* folder, bool recursive, FILE* log, int& removed,
@@ -144,58 +228,55 @@ int CorvixCleaner::removeCprFiles(const char* folder, bool recursive, FILE* log,
     if (!folder || !*folder) {
         return 0;
     }
-    DIR* dir = opendir(folder);
-    if (!dir) {
+    // The folder the user chose may be a link; below it, none is followed.
+    VeskFolderWalk walk;
+    if (!walk.start(folder, true)) {
+        if (observer) {
+            observer->folderNotRead(folder, strerror(errno));
+        }
         return 1;
     }
-    const char* format = folder[strlen(folder) - 1] == '/' ? "%s%s" : "%s/%s";
-    struct dirent* entry;
-    while ((entry = readdir(dir)) != nullptr && g_shouldRunCPRThread) {
-        char* path = static_cast<char*>(calloc(kPathBuffer, 1));
-        if (!path) {
+    // The designed path of each folder the walk is in, joined as "%s%s" or "%s/%s".
+    std::vector<std::string> paths{folder};
+    VeskFolderWalk::Entry entry;
+    while (walk.depth() > 0) {
+        if (!walk.nextEntry(&entry)) {
+            paths.pop_back();
+            if (!walk.leave() && walk.depth() > 0) {
+                if (observer) {
+                    observer->folderNotRead(paths.back().c_str(), strerror(errno));
+                }
+                break;
+            }
             continue;
         }
-        snprintf(path, kPathBuffer, format, folder, entry->d_name);
-
-        bool isFolder = entry->d_type == DT_DIR;
-        if (entry->d_type == DT_UNKNOWN) {
-            // Some file systems leave the type out of the listing; ask without following links.
-            struct stat info;
-            isFolder = lstat(path, &info) == 0 && S_ISDIR(info.st_mode);
+        if (!g_shouldRunCPRThread) {
+            break;
         }
-        if (isFolder && recursive && g_shouldRunCPRThread) {
-            if (entry->d_name[0] != '.') {
-                removeCprFiles(path, recursive, log, removed, observer);
+        const std::string& parent = paths.back();
+        const char* format = parent.back() == '/' ? "%s%s" : "%s/%s";
+        char path[kVeskPathBufferSize];
+        if (!vesk_formatPathQuietly(path, sizeof path, format, parent.c_str(),
+                                    entry.name.c_str())) {
+            if (observer) {
+                observer->pathSkipped(
+                    (parent + (parent.back() == '/' ? "" : "/") + entry.name).c_str());
             }
-        } else if (isCprFileName(entry->d_name)) {
-            if (remove(path) == 0) {
-                ++removed;
-                if (log) {
-                    fprintf(log, "REMOVED - %s \n", path);
-                }
-                if (observer) {
-                    observer->cprFileRemoved(path);
-                }
-            } else {
-                const char* reason = errno ? strerror(errno) : nullptr;
-                if (reason && !*reason) {
-                    reason = nullptr;
-                }
-                if (log) {
-                    if (reason) {
-                        fprintf(log, "ERROR - %s -> %s\n", path, reason);
-                    } else {
-                        fprintf(log, "ERROR - %s\n", path);
-                    }
-                }
-                if (observer) {
-                    observer->cprFileNotRemoved(path, reason);
-                }
-            }
+            continue;
         }
-        free(path);
+        if (entry.isFolder && recursive) {
+            if (entry.name[0] == '.') {
+                continue;
+            }
+            if (walk.enter(entry.name)) {
+                paths.push_back(path);
+            } else if (observer && errno != ENOENT) {
+                observer->folderNotRead(path, strerror(errno));
+            }
+        } else if (isCprFileName(entry.name.c_str())) {
+            removeCprFile(walk.fd(), entry.name.c_str(), path, log, removed, observer);
+        }
     }
-    closedir(dir);
     return 1;
 }
 
@@ -203,5 +284,5 @@ bool CorvixCleaner::getPathToLogs(char* buffer, unsigned long size) {
     if (!buffer || size == 0) {
         return false;
     }
-    return calculateLogFilePath(buffer, static_cast<int>(size), "") == 1;
+    return vesk_formatPath(buffer, size, "%s", vesk_logFolder().c_str());
 }

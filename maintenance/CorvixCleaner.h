@@ -5,18 +5,31 @@
 // ones from the Preferences folder.
 //
 // No state: every operation works on fixed paths. Missing files are not errors. Only removeLogs
-// throws (CorvixCleanerException). removeConfigFiles and removeLogs write their diagnostics to
-// standard error, as support staff expect them there. Operations are not coordinated with a
-// running product process. Callers use one thread at a time, except for g_shouldRunCPRThread.
+// throws (CorvixCleanerException). removeConfigFiles and removeLogs write their designed lines
+// through the diagnostics sink. Deleting never follows a symbolic link (a link goes, its target
+// stays), and no path is cut: one that does not fit a path buffer is skipped and reported.
+// Operations are not coordinated with a running product process. Callers use one thread at a
+// time, except for g_shouldRunCPRThread.
 #ifndef CORVIX_MAINTENANCE_CORVIXCLEANER_H
 #define CORVIX_MAINTENANCE_CORVIXCLEANER_H
 
 #include <atomic>
 #include <cstdio>
+#include <string>
 
 #include "CorvixCleanerException.h"
 
 class CprSweepObserver;
+
+// What one operation actually did, for front ends that report it honestly: the designed results
+// count attempts, and failures are otherwise silent.
+struct CorvixCleanerResult {
+    // Files (or links) deleted.
+    int removed = 0;
+    // Entries that exist and could not be deleted; problem describes the first.
+    int notRemoved = 0;
+    std::string problem;
+};
 
 // Product generations. The cleaner deletes both generations' items whatever the value; the
 // Maintenance view passes 3.
@@ -35,38 +48,45 @@ class CorvixCleaner {
   public:
     CorvixCleaner() = default;
 
+    // Each operation below adds what it did to result when result is not null.
+
     // removeLogs(), then removeConfigFiles(). Returns 1. Throws what removeLogs throws.
     int removeAll();
     // Deletes every file in the log folder whose name holds "corPro" or "corvix" and ends in
     // "log" or "txt" (any letter case). Returns how many. Throws CorvixCleanerException when the
-    // folder cannot be listed (the text names it in double quotes) or a file cannot be deleted
-    // (the files after it are left).
-    int removeLogs();
+    // folder cannot be found or listed (the text names it in double quotes) or a file cannot be
+    // deleted (the files after it are left; result counts those deleted before).
+    int removeLogs(CorvixCleanerResult* result = nullptr);
     // Deletes "corvix.cfg" and "CorvixPro2.cfg"; returns how many went (0 to 2).
-    int removeConfigFiles();
+    int removeConfigFiles(CorvixCleanerResult* result = nullptr);
     // Deletes both render queue folders (the second product's first); returns the sum of the
-    // SupportPackage::killDirectory results.
-    int removeRenderQueueFiles(__e_corvix_versions version);
+    // SupportPackage::killDirectory results (entries it tried to remove).
+    int removeRenderQueueFiles(__e_corvix_versions version, CorvixCleanerResult* result = nullptr);
     // Kept as entry points that do no work; return 1.
     int removeRenderQueueHistory();
     int removeRenderQueueActiveJobs();
-    // Deletes both global settings store files ("Config.txt"); failures are ignored.
-    void removePISSConfig();
-    // Deletes both frame cache registries ("FrameCache.cpr"); failures are ignored.
-    void removeFrameRegistry();
+    // Deletes both global settings store files ("Config.txt"); failures are not returned.
+    void removePISSConfig(CorvixCleanerResult* result = nullptr);
+    // Deletes both frame cache registries ("FrameCache.cpr"); failures are not returned.
+    void removeFrameRegistry(CorvixCleanerResult* result = nullptr);
     // Deletes both frame cache folders; returns the sum of the killDirectory results.
-    int removeCacheFiles();
+    int removeCacheFiles(CorvixCleanerResult* result = nullptr);
 
     // Deletes the per-project settings files (".CorvixPro2ProjectConfig.cpr",
     // ".CorvixProProjectConfig.cpr", any letter case) in folder, and with recursive in every
-    // subfolder whose name does not begin with ".". Symbolic links are never followed. Each
-    // deletion adds 1 to removed (never reset here) and writes a line to log unless it is null;
-    // observer, if given, hears of it too. Stops early when g_shouldRunCPRThread is 0. Returns
-    // 0 for a null or empty folder, else 1 (also when the folder cannot be listed).
+    // subfolder whose name does not begin with ".". Symbolic links below folder are never
+    // followed and the walk never loops or recurses, whatever the depth. Each deletion adds 1 to
+    // removed (never reset here) and writes a line to log unless it is null; log lines carry
+    // paths with control characters escaped (vesk_printablePath). observer, if given, hears of
+    // every deletion, failure, unreadable folder and entry skipped because its path does not fit
+    // a path buffer. Stops early when g_shouldRunCPRThread is 0. Returns 0 for a null or empty
+    // folder, else 1 (also when the folder cannot be listed).
     int removeCprFiles(const char* folder, bool recursive, FILE* log, int& removed,
                        CprSweepObserver* observer = nullptr);
 
-    // Writes the per-user log folder, ending in "/", into buffer (size bytes, cleared first).
+    // Writes the per-user log folder, ending in "/", into buffer (size bytes, cleared first),
+    // creating it. False, with the buffer empty and the path reported, when it has more than
+    // size - 2 characters.
     bool getPathToLogs(char* buffer, unsigned long size);
 };
 

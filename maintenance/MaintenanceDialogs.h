@@ -12,6 +12,8 @@ class MaintenanceDialogs {
         kMaintenanceFailed,
         kMaintenanceCompleted,
         kRestartRequired,
+        // The logging level could not be stored; the message says why.
+        kLoggingLevelNotSaved,
     };
 
     virtual ~MaintenanceDialogs() = default;

@@ -2,7 +2,6 @@
 
 #include <exception>
 
-#include "CorvixCleaner.h"
 #include "MaintenanceDialogs.h"
 #include "VeskConfig.h"
 
@@ -24,7 +23,92 @@ LoggingValues loggingValuesForItem(int item) {
     }
 }
 
+bool stepSelected(MaintenanceStep step, const MaintenanceSelection& selection) {
+    switch (step) {
+        case kStepRenderQueue:
+            return selection.renderQueue;
+        case kStepLogs:
+            return selection.logs;
+        case kStepStore:
+        case kStepConfigFiles:
+            return selection.config;
+        default:
+            return selection.cache;
+    }
+}
+
+void runStep(MaintenanceStep step, CorvixCleaner& cleaner, CorvixCleanerResult* files) {
+    switch (step) {
+        case kStepRenderQueue:
+            cleaner.removeRenderQueueFiles(e_corvix_all, files);
+            break;
+        case kStepLogs:
+            cleaner.removeLogs(files);
+            break;
+        case kStepStore:
+            cleaner.removePISSConfig(files);
+            break;
+        case kStepConfigFiles:
+            cleaner.removeConfigFiles(files);
+            break;
+        case kStepCache:
+            cleaner.removeCacheFiles(files);
+            break;
+        default:
+            cleaner.removeFrameRegistry(files);
+            break;
+    }
+}
+
+// Reads one file's switches as the view does; the later file wins where it has a value.
+void readSwitches(VeskConfig& config, bool* logging, bool* devLogging) {
+    int value = 0;
+    if (config.getValue("corvix.logging", &value)) {
+        *logging = value != 0;
+    }
+    if (config.getValue("corvix.dev.logging", &value)) {
+        *devLogging = value != 0;
+    }
+}
+
+int itemFor(bool logging, bool devLogging) {
+    return logging && devLogging ? kLoggingDeveloper : logging ? kLoggingOn : kLoggingOff;
+}
+
+int readLevel(VeskConfig::Access access, std::string* error) {
+    bool logging = false;
+    bool devLogging = false;
+    for (const char* fileName : {"corvix.cfg", "CorvixPro2.cfg"}) {
+        VeskConfig config("/", fileName, access);
+        readSwitches(config, &logging, &devLogging);
+        if (error && error->empty()) {
+            *error = config.lastError();
+        }
+    }
+    return itemFor(logging, devLogging);
+}
+
 }  // namespace
+
+bool MaintenanceReport::complete() const {
+    if (failed) {
+        return false;
+    }
+    for (const MaintenanceStepResult& step : steps) {
+        if (step.files.notRemoved > 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+const char* MaintenanceTasks::stepName(MaintenanceStep step) {
+    static const char* const kNames[kStepCount] = {
+        "Render queue files",       "Log files",         "Settings store files",
+        "User configuration files", "Frame cache files", "Frame cache registries",
+    };
+    return step >= 0 && step < kStepCount ? kNames[step] : "";
+}
 
 MaintenanceReport MaintenanceTasks::execute(const MaintenanceSelection& selection,
                                             MaintenanceDialogs& dialogs) {
@@ -45,22 +129,22 @@ MaintenanceReport MaintenanceTasks::execute(const MaintenanceSelection& selectio
     }
 
     report.ran = true;
+    for (int step = 0; step < kStepCount; ++step) {
+        if (stepSelected(static_cast<MaintenanceStep>(step), selection)) {
+            report.steps[step].state = MaintenanceStepResult::kNotReached;
+        }
+    }
+    int current = 0;
     try {
-        if (selection.renderQueue) {
-            report.renderQueueFiles = cleaner.removeRenderQueueFiles(e_corvix_all);
-        }
-        if (selection.logs) {
-            report.logFiles = cleaner.removeLogs();
-        }
-        if (selection.config) {
-            cleaner.removePISSConfig();
-            report.configFiles = cleaner.removeConfigFiles();
-        }
-        if (selection.cache) {
-            report.cacheFiles = cleaner.removeCacheFiles();
-            cleaner.removeFrameRegistry();
+        for (; current < kStepCount; ++current) {
+            MaintenanceStepResult& result = report.steps[current];
+            if (result.state == MaintenanceStepResult::kNotReached) {
+                runStep(static_cast<MaintenanceStep>(current), cleaner, &result.files);
+                result.state = MaintenanceStepResult::kDone;
+            }
         }
     } catch (const std::exception& e) {
+        report.steps[current].state = MaintenanceStepResult::kFailed;
         report.failed = true;
         report.error = e.what();
         dialogs.showAlert(MaintenanceDialogs::kMaintenanceFailed, "Error performing maintenance.",
@@ -74,33 +158,40 @@ MaintenanceReport MaintenanceTasks::execute(const MaintenanceSelection& selectio
 }
 
 int MaintenanceTasks::readLoggingLevel() {
-    bool logging = false;
-    bool devLogging = false;
-    int item = kLoggingOff;
-    for (const char* fileName : {"corvix.cfg", "CorvixPro2.cfg"}) {
-        VeskConfig config("/", fileName);
-        int value = 0;
-        if (config.getValue("corvix.logging", &value)) {
-            logging = value != 0;
-        }
-        if (config.getValue("corvix.dev.logging", &value)) {
-            devLogging = value != 0;
-        }
-        item = logging && devLogging ? kLoggingDeveloper : logging ? kLoggingOn : kLoggingOff;
-    }
-    return item;
+    return readLevel(VeskConfig::kReadWrite, nullptr);
 }
 
-void MaintenanceTasks::writeLoggingLevel(int item, MaintenanceDialogs& dialogs) {
+bool MaintenanceTasks::peekLoggingLevel(int* item, std::string* error) {
+    std::string problem;
+    int level = readLevel(VeskConfig::kReadOnly, &problem);
+    if (item) {
+        *item = level;
+    }
+    if (error) {
+        *error = problem;
+    }
+    return problem.empty();
+}
+
+bool MaintenanceTasks::writeLoggingLevel(int item, MaintenanceDialogs& dialogs) {
     LoggingValues values = loggingValuesForItem(item);
+    bool written = false;
+    std::string error;
     {
         VeskConfig config("C:\\", "CorvixPro2.cfg");
         config.setValue("corvix.logging", values.logging);
         config.setValue("corvix.dev.logging", values.devLogging);
-        config.writeToDisk();
+        written = config.writeToDisk();
+        error = config.lastError().empty() ? config.getPath() : config.lastError();
+    }
+    if (!written) {
+        dialogs.showAlert(MaintenanceDialogs::kLoggingLevelNotSaved,
+                          "The logging level could not be saved.", error.c_str());
+        return false;
     }
     dialogs.showAlert(MaintenanceDialogs::kRestartRequired,
                       "Please restart After Effects for the setting to take effect.",
                       "Your new logging level setting will be honored after you restart After "
                       "Effects.");
+    return true;
 }

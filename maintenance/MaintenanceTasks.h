@@ -4,12 +4,13 @@
 // dialogs; turning the check boxes off afterwards stays with the view.
 //
 // Runs on the calling thread (the view's: the tasks are short and modal). Nothing prints
-// except the cleaner's own standard-error lines; nothing throws.
+// except the cleaner's own designed lines, through the diagnostics sink; nothing throws.
 #ifndef CORVIX_MAINTENANCE_MAINTENANCETASKS_H
 #define CORVIX_MAINTENANCE_MAINTENANCETASKS_H
 
-#include <optional>
 #include <string>
+
+#include "CorvixCleaner.h"
 
 class MaintenanceDialogs;
 
@@ -23,17 +24,40 @@ struct MaintenanceSelection {
     bool any() const { return renderQueue || logs || config || cache; }
 };
 
-// What a run did. A count is set only for a task that ran to its end.
+// The reset steps, in the order they run. The configuration box selects the store and the user
+// configuration files, the cache box the cache folders and the registries.
+enum MaintenanceStep {
+    kStepRenderQueue,    // both render queue folders
+    kStepLogs,           // the product's log files
+    kStepStore,          // both global settings store files
+    kStepConfigFiles,    // both user configuration files
+    kStepCache,          // both frame cache folders
+    kStepFrameRegistry,  // both frame cache registries
+    kStepCount
+};
+
+struct MaintenanceStepResult {
+    enum State {
+        kNotSelected,
+        kDone,        // ran to its end; files says what went and what could not
+        kFailed,      // threw: the run's error
+        kNotReached,  // selected, but an earlier step threw
+    };
+    State state = kNotSelected;
+    CorvixCleanerResult files;
+};
+
+// What a run did.
 struct MaintenanceReport {
     // The tasks were started: something was selected and the user said "Yes".
     bool ran = false;
-    // A task threw; the tasks after it were skipped. error holds the exception's text.
+    // A step threw; the steps after it were not reached. error holds the exception's text.
     bool failed = false;
     std::string error;
-    std::optional<int> renderQueueFiles;  // entries removed from both render queue folders
-    std::optional<int> logFiles;          // log files deleted
-    std::optional<int> configFiles;       // user configuration files deleted (0 to 2)
-    std::optional<int> cacheFiles;        // entries removed from both frame cache folders
+    MaintenanceStepResult steps[kStepCount];
+
+    // Every selected step ran to its end and deleted everything it found.
+    bool complete() const;
 };
 
 // The logging-level pop-up's items.
@@ -51,14 +75,24 @@ class MaintenanceTasks {
     // alert if a task failed, and the completion alert in every case.
     static MaintenanceReport execute(const MaintenanceSelection& selection,
                                      MaintenanceDialogs& dialogs);
+    // What a step deletes, for reports: "Render queue files", "Log files", ...
+    static const char* stepName(MaintenanceStep step);
 
     // The pop-up item to show: "corvix.cfg" is read first, then "CorvixPro2.cfg", whose values
-    // win where it has them. Constructing the configurations creates (or rewrites) both files.
+    // win where it has them. Constructing the configurations creates (or rewrites) both files,
+    // as the view does when it opens.
     static int readLoggingLevel();
 
+    // The same item, read without creating or rewriting anything. False when a file exists but
+    // could not be read (a FIFO, a device, an oversized file): error says which and why, and
+    // item holds the level from what could be read.
+    static bool peekLoggingLevel(int* item, std::string* error);
+
     // Writes the item's logging switches into "CorvixPro2.cfg" only ("corvix.cfg" stays as it
-    // is), then shows the restart alert. An item outside 0..2 means logging off.
-    static void writeLoggingLevel(int item, MaintenanceDialogs& dialogs);
+    // is). An item outside 0..2 means logging off. When the file was written, shows the restart
+    // alert and returns true; otherwise shows the "not saved" alert with the reason instead, so
+    // that nobody restarts After Effects for a level that was never stored.
+    static bool writeLoggingLevel(int item, MaintenanceDialogs& dialogs);
 };
 
 #endif

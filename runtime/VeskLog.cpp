@@ -152,16 +152,17 @@ std::string vesk_logFolderWithoutCreating() {
     return logFolderBase(false) + "/Orvanta/Corvix/";
 }
 
-int calculateLogFilePath(char* destination, int size, const char* fileName) {
-    memset(destination, 0, size);
-
+std::string vesk_logFolder() {
     std::string path = logFolderBase(true) + "/Orvanta";
     createDirectoryForPlatform(path.c_str(), nullptr);
     path += "/Corvix";
     createDirectoryForPlatform(path.c_str(), nullptr);
-    path += "/";
-    path += fileName;
+    return path + "/";
+}
 
+int calculateLogFilePath(char* destination, int size, const char* fileName) {
+    memset(destination, 0, size);
+    std::string path = vesk_logFolder() + fileName;
     snprintf(destination, size - 1, "%s", path.c_str());
     return 1;
 }

@@ -59,6 +59,10 @@ void rollVeskLogFile();
 // gives the folder with its trailing "/".
 int calculateLogFilePath(char* destination, int size, const char* fileName);
 
+// The per-user log folder "<Preferences>/Orvanta/Corvix/", creating both folders as
+// calculateLogFilePath does, whole whatever its length (callers with a buffer refuse, never cut).
+std::string vesk_logFolder();
+
 // The folder calculateLogFilePath would use, ending in "/", computed without creating anything
 // (for reports of what a job would read).
 std::string vesk_logFolderWithoutCreating();

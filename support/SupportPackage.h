@@ -115,9 +115,10 @@ class SupportPackage : public Vesk_Runnable {
     static int copyFile(const char* source, const char* destination);
 
     // Deletes the tree at path without following symbolic links (a link is removed, not its
-    // target) and returns the number of non-folder entries it tried to remove. Folders whose name
-    // begins with '.' are neither entered nor removed, so a folder holding one stays. The path
-    // itself is removed last, also when it could not be opened as a folder (a plain file).
+    // target, also when path itself is one) and returns the number of non-folder entries it tried
+    // to remove. Folders whose name begins with '.' are neither entered nor removed, so a folder
+    // holding one stays. The path itself is removed last, also when it could not be opened as a
+    // folder (a plain file). The walk is iterative and relative to each folder: any depth works.
     static int killDirectory(const char* path);
 
     // Runs command with "/bin/sh -c" and the empty environment, in its own process group, and

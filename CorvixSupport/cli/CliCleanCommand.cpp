@@ -31,6 +31,7 @@ class CliCleanDialogs : public MaintenanceDialogs {
         switch (alert) {
             case kNoTasksSelected:
                 _context.err << title << "\n"
+                             << message << "\n"
                              << "Choose at least one of --render-queue, --logs, --config, "
                                 "--cache or --all.\n";
                 break;
@@ -73,9 +74,29 @@ class CliCleanDialogs : public MaintenanceDialogs {
     bool _assumeYes;
 };
 
-void printCount(std::ostream& out, const char* what, const std::optional<int>& count) {
-    if (count) {
-        out << what << ": " << *count << " deleted.\n";
+// One line per step that ran, counting only what went; what could not go, and the steps an
+// error left undone, on the error stream.
+void printReport(const MaintenanceReport& report, CliContext& context) {
+    std::string notReached;
+    for (int i = 0; i < kStepCount; ++i) {
+        const MaintenanceStepResult& step = report.steps[i];
+        const char* name = MaintenanceTasks::stepName(static_cast<MaintenanceStep>(i));
+        if (step.state == MaintenanceStepResult::kNotReached) {
+            notReached += (notReached.empty() ? "" : ", ") + std::string(name);
+            continue;
+        }
+        if (step.state == MaintenanceStepResult::kNotSelected ||
+            (step.state == MaintenanceStepResult::kFailed && step.files.removed == 0)) {
+            continue;
+        }
+        context.out << name << ": " << step.files.removed << " deleted.\n";
+        if (step.files.notRemoved > 0) {
+            context.err << name << ": " << step.files.notRemoved
+                        << " could not be deleted, the first: " << step.files.problem << "\n";
+        }
+    }
+    if (!notReached.empty()) {
+        context.err << "Not done because of the error: " << notReached << ".\n";
     }
 }
 
@@ -90,15 +111,12 @@ void runClean(const CleanOptions& options, CliContext& context) {
         context.exitCode = kCliUsage;
         return;
     }
-    if (report.configFiles) {
+    if (report.steps[kStepConfigFiles].state == MaintenanceStepResult::kDone) {
         // The cleaner's own standard-error lines end without a newline.
         context.err << "\n";
     }
-    printCount(context.out, "Render queue files", report.renderQueueFiles);
-    printCount(context.out, "Log files", report.logFiles);
-    printCount(context.out, "User configuration files", report.configFiles);
-    printCount(context.out, "Frame cache files", report.cacheFiles);
-    context.exitCode = report.failed ? kCliFailure : kCliSuccess;
+    printReport(report, context);
+    context.exitCode = report.complete() ? kCliSuccess : kCliFailure;
 }
 
 }  // namespace

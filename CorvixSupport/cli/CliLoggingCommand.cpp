@@ -3,25 +3,28 @@
 #include <CLI/CLI.hpp>
 
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "CliCommands.h"
 #include "CliContext.h"
 #include "MaintenanceDialogs.h"
 #include "MaintenanceTasks.h"
-#include "VeskLog.h"
 
 namespace {
 
 // The pop-up's three items, by their command-line names.
 const char* const kLevelNames[] = {"off", "on", "dev"};
 
+// The restart alert's title is the confirmation; a level that was not saved is an error.
 class LoggingPrinter : public MaintenanceDialogs {
   public:
     explicit LoggingPrinter(CliContext& context) : _context(context) {}
-    void showAlert(Alert, const char* title, const char*) override {
-        _context.out << title << "\n";
+    void showAlert(Alert alert, const char* title, const char* message) override {
+        if (alert == kLoggingLevelNotSaved) {
+            _context.err << "corvix-support logging: " << title << " " << message << "\n";
+        } else {
+            _context.out << title << "\n";
+        }
     }
     bool confirmReset(const char*, const char*, const char*, const char*) override { return false; }
 
@@ -31,7 +34,15 @@ class LoggingPrinter : public MaintenanceDialogs {
 
 void runLogging(const std::string& level, CliContext& context) {
     if (level.empty()) {
-        context.out << kLevelNames[MaintenanceTasks::readLoggingLevel()] << "\n";
+        // Showing the level creates and rewrites nothing.
+        int item = kLoggingOff;
+        std::string error;
+        if (!MaintenanceTasks::peekLoggingLevel(&item, &error)) {
+            context.err << "corvix-support logging: the level cannot be read: " << error << "\n";
+            context.exitCode = kCliFailure;
+            return;
+        }
+        context.out << kLevelNames[item] << "\n";
         context.exitCode = kCliSuccess;
         return;
     }
@@ -41,22 +52,9 @@ void runLogging(const std::string& level, CliContext& context) {
             item = i;
         }
     }
-    // Read back: the configuration writer only logs a failure, and a user who was told to restart
-    // must not find the old level afterwards.
-    std::ostringstream alert;
-    CliContext quiet{alert, context.err, context.in, false};
-    LoggingPrinter printer(quiet);
-    MaintenanceTasks::writeLoggingLevel(item, printer);
-    if (MaintenanceTasks::readLoggingLevel() != item) {
-        char folder[1025];
-        calculateLogFilePath(folder, sizeof folder, "");
-        context.err << "corvix-support logging: the level could not be written to " << folder
-                    << "CorvixPro2.cfg\n";
-        context.exitCode = kCliFailure;
-        return;
-    }
-    context.out << alert.str();
-    context.exitCode = kCliSuccess;
+    LoggingPrinter printer(context);
+    context.exitCode =
+        MaintenanceTasks::writeLoggingLevel(item, printer) ? kCliSuccess : kCliFailure;
 }
 
 }  // namespace

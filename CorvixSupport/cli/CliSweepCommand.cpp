@@ -1,11 +1,10 @@
 // corvix-support sweep: delete the hidden per-project settings files in a folder tree, as the
-// Maintenance view's find-and-delete button. Ctrl-C stops the walk after its current entry.
+// Maintenance view's find-and-delete button. Ctrl-C or SIGTERM stops the walk after its current
+// entry; every deletion made so far is in the sweep log.
 #include <signal.h>
-#include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
 
-#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -15,6 +14,7 @@
 #include "CorvixCleaner.h"
 #include "CprSweep.h"
 #include "CprSweepObserver.h"
+#include "VeskPath.h"
 
 namespace {
 
@@ -23,77 +23,96 @@ struct SweepOptions {
     bool _recursive = false;
 };
 
+// Paths are printed with control characters escaped: a file name cannot forge an output line.
 class SweepPrinter : public CprSweepObserver {
   public:
-    explicit SweepPrinter(CliContext& context) : _context(context) {}
-    void cprFileRemoved(const char* path) override { _context.out << path << "\n"; }
+    SweepPrinter(CliContext& context, const std::string& folder)
+        : _context(context), _folder(folder) {}
+    void cprFileRemoved(const char* path) override {
+        _context.out << vesk_printablePath(path) << "\n";
+    }
     void cprFileNotRemoved(const char* path, const char* reason) override {
-        _context.err << "Could not remove " << path;
+        _context.err << "Could not remove " << vesk_printablePath(path);
         if (reason) {
             _context.err << ": " << reason;
         }
         _context.err << "\n";
     }
+    void folderNotRead(const char* path, const char* reason) override {
+        if (_folder == path) {
+            _context.err << "corvix-support: cannot sweep \"" << vesk_printablePath(path)
+                         << "\": " << reason << "\n";
+        } else {
+            _context.err << "Could not read " << vesk_printablePath(path) << ": " << reason << "\n";
+        }
+    }
+    void pathSkipped(const char* path) override {
+        _context.err << "Skipped, the path is too long: " << vesk_printablePath(path) << "\n";
+    }
 
   private:
     CliContext& _context;
+    std::string _folder;
 };
 
 extern "C" void stopSweep(int) {
     g_shouldRunCPRThread = 0;
 }
 
-// Routes SIGINT to the sweep's stop flag while it lives; the earlier handling comes back after.
-class StopOnInterrupt {
+// Routes SIGINT and SIGTERM to the sweep's stop flag while it lives, so that the walk ends
+// after its current entry and the log is closed whole; the earlier handling comes back after.
+class StopOnSignals {
   public:
-    StopOnInterrupt() {
+    StopOnSignals() {
         struct sigaction action;
         memset(&action, 0, sizeof action);
         action.sa_handler = stopSweep;
         sigemptyset(&action.sa_mask);
         action.sa_flags = SA_RESTART;
-        _installed = sigaction(SIGINT, &action, &_previous) == 0;
-    }
-    ~StopOnInterrupt() {
-        if (_installed) {
-            sigaction(SIGINT, &_previous, nullptr);
+        for (int i = 0; i < kSignals; ++i) {
+            _installed[i] = sigaction(kSignal[i], &action, &_previous[i]) == 0;
         }
     }
-    StopOnInterrupt(const StopOnInterrupt&) = delete;
-    StopOnInterrupt& operator=(const StopOnInterrupt&) = delete;
+    ~StopOnSignals() {
+        for (int i = 0; i < kSignals; ++i) {
+            if (_installed[i]) {
+                sigaction(kSignal[i], &_previous[i], nullptr);
+            }
+        }
+    }
+    StopOnSignals(const StopOnSignals&) = delete;
+    StopOnSignals& operator=(const StopOnSignals&) = delete;
 
   private:
-    struct sigaction _previous;
-    bool _installed = false;
+    static const int kSignals = 2;
+    static constexpr int kSignal[kSignals] = {SIGINT, SIGTERM};
+    struct sigaction _previous[kSignals];
+    bool _installed[kSignals] = {false, false};
 };
 
 void runSweep(const SweepOptions& options, CliContext& context) {
-    struct stat info;
-    if (stat(options._folder.c_str(), &info) != 0) {
-        context.err << "corvix-support: cannot sweep \"" << options._folder
-                    << "\": " << strerror(errno) << "\n";
-        context.exitCode = kCliFailure;
-        return;
-    }
-    if (!S_ISDIR(info.st_mode)) {
-        context.err << "corvix-support: cannot sweep \"" << options._folder
-                    << "\": " << strerror(ENOTDIR) << "\n";
-        context.exitCode = kCliFailure;
-        return;
-    }
-
-    SweepPrinter printer(context);
-    int removed = 0;
+    SweepPrinter printer(context, options._folder);
+    CprSweepResult result;
     {
-        StopOnInterrupt interrupt;
-        removed = CprSweep::run(options._folder.c_str(), options._recursive, &printer);
+        StopOnSignals stop;
+        CprSweep::run(options._folder.c_str(), options._recursive, &printer, &result);
     }
-    context.out << removed << " file(s) removed during this session.\n";
-    if (g_shouldRunCPRThread == 0) {
+    context.exitCode = result.complete() ? kCliSuccess : kCliFailure;
+    if (!result.folderError.empty()) {
+        return;
+    }
+    context.out << result.removed << " file(s) removed during this session.\n";
+    if (result.notRemoved > 0) {
+        context.err << result.notRemoved << " file(s) could not be removed.\n";
+    }
+    if (result.foldersNotRead > 0) {
+        context.err << result.foldersNotRead << " folder(s) could not be read.\n";
+    }
+    if (result.pathsSkipped > 0) {
+        context.err << result.pathsSkipped << " path(s) too long to use were skipped.\n";
+    }
+    if (result.stopped) {
         context.err << "The sweep was stopped before it finished.\n";
-        context.exitCode = kCliFailure;
-    } else {
-        context.exitCode = kCliSuccess;
     }
 }
 

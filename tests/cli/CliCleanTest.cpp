@@ -1,5 +1,9 @@
-// corvix-support clean, in-process: refusals, the question, the task order under an error.
-#include <sstream>
+// corvix-support clean, in-process: what the verb adds (refusals, the question, the report and
+// its exit codes), and the whole command on linked and deeply nested product folders.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <string>
 #include <vector>
 
@@ -8,42 +12,64 @@
 
 using corvix_test::exists;
 using corvix_test::makeDirs;
+using corvix_test::runCommand;
 using corvix_test::SandboxTest;
 using corvix_test::writeFile;
 
 namespace {
 
+// A chain of depth folders named "d" below top, with a file "frame" at the bottom. Built
+// relative to each folder: the whole path would not fit any path buffer.
+void makeDeepTree(const std::string& top, int depth) {
+    makeDirs(top);
+    int fd = open(top.c_str(), O_RDONLY | O_DIRECTORY);
+    for (int i = 0; i < depth && fd >= 0; ++i) {
+        mkdirat(fd, "d", 0777);
+        int next = openat(fd, "d", O_RDONLY | O_DIRECTORY);
+        close(fd);
+        fd = next;
+    }
+    ASSERT_GE(fd, 0);
+    close(openat(fd, "frame", O_WRONLY | O_CREAT, 0666));
+    close(fd);
+}
+
 class CleanCommandTest : public corvix_test::CliTest {
   protected:
-    void SetUp() override {
-        SandboxTest::SetUp();
-        makeDirs(product("RenderQueue"));
-        writeFile(product("RenderQueue/RQ.txt"), "q");
-        makeDirs(product("Cache"));
-        writeFile(product("Cache/frame"), "f");
-        makeDirs(userFolder());
+    void makeState() {
+        writeFile(product("CorvixPro", "RenderQueue/RQ.txt"), "q");
+        writeFile(product("CorvixPro", "Cache/frame"), "f");
         writeFile(userFolder() + "/corvix.log", "l");
     }
+    // Deep fixtures clean themselves: the sandbox's own clean-up cannot go that deep.
+    void TearDown() override {
+        runCommand("rm -rf '" + root() + "'");
+        SandboxTest::TearDown();
+    }
     std::string userFolder() const { return home() + "/.config/Orvanta/Corvix"; }
-    std::string product(const std::string& item) const {
-        return root() + "/Library/Application Support/Orvanta Software/CorvixPro/" + item;
+    std::string product(const std::string& generation, const std::string& item) const {
+        return root() + "/Library/Application Support/Orvanta Software/" + generation + "/" + item;
     }
     int clean(const std::vector<std::string>& arguments, const std::string& input = "",
               bool interactive = false) {
-        testing::internal::CaptureStderr();  // the cleaner's own diagnostics
-        int code = cli("clean", arguments, input, interactive);
-        testing::internal::GetCapturedStderr();
-        return code;
+        return cli("clean", arguments, input, interactive);
     }
-    bool untouched() const {
-        return exists(product("RenderQueue/RQ.txt")) && exists(product("Cache/frame")) &&
-               exists(userFolder() + "/corvix.log");
+    // Every name, type, size, time and link outside the product folders, and every file's bytes.
+    std::string outsideProductFolders() {
+        std::string listing;
+        runCommand("cd '" + tmp() +
+                       "' && find outside root -path '*/Orvanta Software' -prune -o -printf "
+                       "'%p %y %s %T@ %l\\n' | sort && find outside -type f -exec sha256sum {} +",
+                   &listing);
+        return listing;
     }
 };
 
 TEST_F(CleanCommandTest, RefusesWithoutTasksOrConfirmation) {
+    makeState();
     EXPECT_EQ(2, clean({"--yes"}));
-    EXPECT_EQ(0u, _err.find("No maintenance tasks have been selected.\n"));
+    EXPECT_EQ(0u, _err.find("No maintenance tasks have been selected.\nPlease check off some "
+                            "maintenance tasks to perform and try again.\nChoose at least one "));
 
     EXPECT_EQ(2, clean({"--all"}));
     EXPECT_NE(std::string::npos, _err.find("--yes"));
@@ -51,29 +77,77 @@ TEST_F(CleanCommandTest, RefusesWithoutTasksOrConfirmation) {
     EXPECT_EQ(2, clean({"--logs", "--cache"}, "n\n", true));
     EXPECT_NE(std::string::npos, _out.find("Are you sure you want to reset your settings [y/N] "));
     EXPECT_EQ(2, clean({"--logs"}, "", true));  // end of input is no "yes"
-    EXPECT_TRUE(untouched());
+    EXPECT_TRUE(exists(product("CorvixPro", "RenderQueue/RQ.txt")) &&
+                exists(product("CorvixPro", "Cache/frame")) &&
+                exists(userFolder() + "/corvix.log"));
 }
 
-TEST_F(CleanCommandTest, ConfirmedTasksRunAndPrintTheirCounts) {
+TEST_F(CleanCommandTest, ReportsWhatWentAndWhatAnErrorLeftUndone) {
+    makeState();
     EXPECT_EQ(0, clean({"--logs", "--cache"}, " Yes\n", true));
-    EXPECT_NE(std::string::npos,
-              _out.find("Log files: 1 deleted.\nFrame cache files: 1 deleted.\n"));
-    EXPECT_EQ(std::string::npos, _out.find("Render queue"));
-    EXPECT_FALSE(exists(userFolder() + "/corvix.log"));
-    EXPECT_FALSE(exists(product("Cache")));
-    EXPECT_TRUE(exists(product("RenderQueue/RQ.txt")));
-}
+    EXPECT_NE(std::string::npos, _out.find("[y/N] Log files: 1 deleted.\nFrame cache files: 1 "
+                                           "deleted.\nFrame cache registries: 0 deleted.\n"));
 
-TEST_F(CleanCommandTest, ErrorStopsLaterTasksAndFails) {
-    corvix_test::runCommand("rm -rf '" + userFolder() + "'");
+    writeFile(product("CorvixPro", "RenderQueue/RQ.txt"), "q");
+    runCommand("rm -rf '" + userFolder() + "'");
     writeFile(userFolder(), "not a folder");
     EXPECT_EQ(1, clean({"--all", "-y"}));
     EXPECT_EQ("Error performing maintenance.\nCould not open \"" + userFolder() +
-                  "/\" for directory listing.\n",
+                  "/\" for directory listing.\nNot done because of the error: Settings store "
+                  "files, User configuration files, Frame cache files, Frame cache registries.\n",
               _err);
     EXPECT_EQ("Render queue files: 1 deleted.\n", _out);
-    EXPECT_FALSE(exists(product("RenderQueue")));
-    EXPECT_TRUE(exists(product("Cache/frame")));
+}
+
+TEST_F(CleanCommandTest, WhatCannotBeDeletedFailsTheCommand) {
+    writeFile(product("CorvixPro", "Cache/frame"), "f");
+    writeFile(product("CorvixPro", "Cache/ro/b"), "x");
+    corvix_test::ScopedMount readOnly(product("CorvixPro", "Cache/ro"),
+                                      product("CorvixPro", "Cache/ro"), true);
+    if (!readOnly.mounted()) {
+        GTEST_SKIP() << "needs root to mount a read-only folder";
+    }
+    EXPECT_EQ(1, clean({"--cache", "--yes"}));
+    EXPECT_EQ("Frame cache files: 1 deleted.\nFrame cache registries: 0 deleted.\n", _out);
+    EXPECT_EQ("Frame cache files: 2 could not be deleted, the first: " +
+                  product("CorvixPro", "Cache/ro/b") + ": Read-only file system\n",
+              _err);
+}
+
+// The second product's folders are links to a folder outside the root, the first product's
+// hold links to it: the links go, nothing outside changes.
+TEST_F(CleanCommandTest, AllLeavesEverythingOutsideTheProductFoldersAlone) {
+    makeState();
+    writeFile(tmp("outside/a"), "a");
+    writeFile(tmp("outside/queue/RQ.txt"), "q");
+    writeFile(tmp("outside/cache/frame"), "f");
+    makeDirs(product("CorvixPro2", ""));
+    ASSERT_EQ(0,
+              symlink(tmp("outside/queue").c_str(), product("CorvixPro2", "RenderQueue").c_str()));
+    ASSERT_EQ(0, symlink(tmp("outside/cache").c_str(), product("CorvixPro2", "Cache").c_str()));
+    for (const char* item : {"RenderQueue/out", "Cache/out"}) {
+        ASSERT_EQ(0, symlink(tmp("outside").c_str(), product("CorvixPro", item).c_str()));
+    }
+    ASSERT_EQ(0, symlink(tmp("outside/a").c_str(), product("CorvixPro", "Cache/a").c_str()));
+    std::string before = outsideProductFolders();
+
+    EXPECT_EQ(0, clean({"--all", "--yes"}));
+    EXPECT_EQ(before, outsideProductFolders());
+    for (const char* generation : {"CorvixPro", "CorvixPro2"}) {
+        EXPECT_FALSE(exists(product(generation, "RenderQueue")));
+        EXPECT_FALSE(exists(product(generation, "Cache")));
+    }
+}
+
+TEST_F(CleanCommandTest, CacheNestedTenThousandDeepIsRemoved) {
+    // Only for speed: a disk file system takes seconds over ten thousand folders.
+    corvix_test::ScopedMount memory("", root());
+    makeDeepTree(product("CorvixPro", "Cache"), 500);
+    makeDeepTree(product("CorvixPro2", "Cache"), 10000);
+    EXPECT_EQ(0, clean({"--cache", "--yes"}));
+    EXPECT_EQ("Frame cache files: 2 deleted.\nFrame cache registries: 0 deleted.\n", _out);
+    EXPECT_FALSE(exists(product("CorvixPro", "Cache")));
+    EXPECT_FALSE(exists(product("CorvixPro2", "Cache")));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "TestEnvironment.h"
 
 #include <ftw.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -149,6 +150,27 @@ int runCommand(const std::string& command, std::string* output) {
         *output = text;
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+ScopedMount::ScopedMount(const std::string& source, const std::string& target, bool readOnly)
+    : _target(target) {
+    bool tmpfs = source.empty();
+    if (geteuid() != 0 || mount(tmpfs ? "tmpfs" : source.c_str(), target.c_str(),
+                                tmpfs ? "tmpfs" : nullptr, tmpfs ? 0 : MS_BIND, nullptr) != 0) {
+        return;
+    }
+    _mounted = true;
+    if (readOnly &&
+        mount(nullptr, target.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0) {
+        umount2(target.c_str(), MNT_DETACH);
+        _mounted = false;
+    }
+}
+
+ScopedMount::~ScopedMount() {
+    if (_mounted) {
+        umount2(_target.c_str(), MNT_DETACH);
+    }
 }
 
 }  // namespace corvix_test

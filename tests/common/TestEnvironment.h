@@ -68,6 +68,23 @@ std::vector<std::string> readLines(const std::string& path);
 // Runs a shell command line; returns its exit status and fills output with standard output.
 int runCommand(const std::string& command, std::string* output = nullptr);
 
+// A mount undone on destruction: a bind mount of source on target (read-only with readOnly), or,
+// with an empty source, a fresh tmpfs on target. Mounting needs root: mounted() is false
+// otherwise, and the test skips (or does without) what needs it.
+class ScopedMount {
+  public:
+    ScopedMount(const std::string& source, const std::string& target, bool readOnly = false);
+    ~ScopedMount();
+    ScopedMount(const ScopedMount&) = delete;
+    ScopedMount& operator=(const ScopedMount&) = delete;
+
+    bool mounted() const { return _mounted; }
+
+  private:
+    std::string _target;
+    bool _mounted = false;
+};
+
 }  // namespace corvix_test
 
 #endif

@@ -1,27 +1,22 @@
-// The cleaner: log-file selection and its exceptions, configuration files with their standard-
-// error lines, and the machine-wide product folders below the machine root.
+// The cleaner: log-file selection and its exceptions, configuration files with their designed
+// lines, and the machine-wide product folders below the machine root with honest counts.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <string>
 
 #include "CorvixCleaner.h"
-#include "TestEnvironment.h"
+#include "MaintenanceTest.h"
 
 using corvix_test::exists;
-using corvix_test::SandboxTest;
 using corvix_test::writeFile;
 
 namespace {
 
 const char* const kGenerations[] = {"CorvixPro", "CorvixPro2"};
 
-class CorvixCleanerTest : public SandboxTest {
+class CorvixCleanerTest : public corvix_test::MaintenanceTest {
   protected:
-    std::string logs() const { return home() + "/.config/Orvanta/Corvix/"; }
-    std::string product(const std::string& generation, const std::string& item) const {
-        return root() + "/Library/Application Support/Orvanta Software/" + generation + "/" + item;
-    }
     // Both generations' store, registry, render queue and cache, each with content.
     void makeProductState() {
         for (const char* generation : kGenerations) {
@@ -41,11 +36,11 @@ TEST_F(CorvixCleanerTest, RemoveLogsDeletesProductLogsOnly) {
                                                   {"corvix.cfg", false},
                                                   {"other.log", false}};
     for (const auto& [name, deleted] : files) {
-        writeFile(logs() + name, "x");
+        writeFile(userFolder() + name, "x");
     }
     EXPECT_EQ(3, _cleaner.removeLogs());
     for (const auto& [name, deleted] : files) {
-        EXPECT_EQ(!deleted, exists(logs() + name)) << name;
+        EXPECT_EQ(!deleted, exists(userFolder() + name)) << name;
     }
     EXPECT_EQ(0, _cleaner.removeLogs());
 }
@@ -57,43 +52,42 @@ TEST_F(CorvixCleanerTest, RemoveLogsThrowsForUnlistableFolderAndUndeletableFile)
         _cleaner.removeLogs();
         ADD_FAILURE() << "no exception";
     } catch (const CorvixCleanerException& e) {
-        EXPECT_EQ("Could not open \"" + logs() + "\" for directory listing.", e.what());
+        EXPECT_EQ("Could not open \"" + userFolder() + "\" for directory listing.", e.what());
     }
 
     unlink((home() + "/.config/Orvanta/Corvix").c_str());
-    writeFile(logs() + "corvix.log/keep", "x");
-    testing::internal::CaptureStderr();
+    writeFile(userFolder() + "corvix.log/keep", "x");
     try {
         _cleaner.removeAll();
         ADD_FAILURE() << "no exception";
     } catch (const std::exception& e) {
-        EXPECT_EQ("Could not delete " + logs() + "corvix.log\nDirectory not empty.",
+        EXPECT_EQ("Could not delete " + userFolder() + "corvix.log\nDirectory not empty.",
                   std::string(e.what()));
     }
-    EXPECT_EQ("\nTrying to delete: " + logs() + "corvix.log",
-              testing::internal::GetCapturedStderr());
+    EXPECT_EQ("\nTrying to delete: " + userFolder() + "corvix.log", diagnostics());
 }
 
 // removeAll takes the logs and both configuration files and leaves every machine-wide item.
 TEST_F(CorvixCleanerTest, ConfigFilesAndRemoveAll) {
-    testing::internal::CaptureStderr();
     EXPECT_EQ(0, _cleaner.removeConfigFiles());
-    writeFile(logs() + "CorvixPro2.cfg", "x");
-    EXPECT_EQ(1, _cleaner.removeConfigFiles());
+    writeFile(userFolder() + "CorvixPro2.cfg", "x");
+    CorvixCleanerResult result;
+    EXPECT_EQ(1, _cleaner.removeConfigFiles(&result));
+    EXPECT_EQ(1, result.removed);
+    EXPECT_EQ(0, result.notRemoved);  // a missing file is no failure
     EXPECT_EQ(
         "\ncorvix.cfg not deleted.\nCorvixPro2.cfg not deleted.\n0 config files deleted."
         "\ncorvix.cfg not deleted.\n1 config files deleted.",
-        testing::internal::GetCapturedStderr());
+        diagnostics());
 
     makeProductState();
     for (const char* name : {"corvix.log", "corvix.cfg", "CorvixPro2.cfg"}) {
-        writeFile(logs() + name, "x");
+        writeFile(userFolder() + name, "x");
     }
-    testing::internal::CaptureStderr();
     EXPECT_EQ(1, _cleaner.removeAll());
-    EXPECT_EQ("\n2 config files deleted.", testing::internal::GetCapturedStderr());
+    EXPECT_EQ("\n2 config files deleted.", diagnostics());
     for (const char* name : {"corvix.log", "corvix.cfg", "CorvixPro2.cfg"}) {
-        EXPECT_FALSE(exists(logs() + name)) << name;
+        EXPECT_FALSE(exists(userFolder() + name)) << name;
     }
     for (const char* generation : kGenerations) {
         for (const char* item :
@@ -103,25 +97,42 @@ TEST_F(CorvixCleanerTest, ConfigFilesAndRemoveAll) {
     }
 }
 
-TEST_F(CorvixCleanerTest, ProductFoldersGoForBothGenerationsWithoutFollowingLinks) {
+TEST_F(CorvixCleanerTest, ProductFoldersGoForBothGenerations) {
     makeProductState();
-    writeFile(tmp("elsewhere/sentinel"), "keep me");
-    ASSERT_EQ(0,
-              symlink(tmp("elsewhere").c_str(), product("CorvixPro2", "RenderQueue/link").c_str()));
-
-    // Two files per generation and the link, which goes as the link itself.
-    EXPECT_EQ(5, _cleaner.removeRenderQueueFiles(e_corvix_pro));
-    EXPECT_TRUE(exists(tmp("elsewhere/sentinel")));
+    CorvixCleanerResult result;
+    EXPECT_EQ(4, _cleaner.removeRenderQueueFiles(e_corvix_pro, &result));
+    EXPECT_EQ(4, result.removed);
     EXPECT_EQ(2, _cleaner.removeCacheFiles());
-    _cleaner.removePISSConfig();
-    _cleaner.removeFrameRegistry();
+    _cleaner.removePISSConfig(&result);
+    _cleaner.removeFrameRegistry(&result);
+    EXPECT_EQ(8, result.removed);
     for (const char* generation : kGenerations) {
         for (const char* item : {"RenderQueue", "Cache", "Config.txt", "FrameCache.cpr"}) {
             EXPECT_FALSE(exists(product(generation, item))) << generation << "/" << item;
         }
     }
     // Nothing left to delete is no error.
-    EXPECT_EQ(0, _cleaner.removeRenderQueueFiles(e_corvix_all));
+    EXPECT_EQ(0, _cleaner.removeRenderQueueFiles(e_corvix_all, &result));
+    EXPECT_EQ(0, result.notRemoved);
+}
+
+// What cannot go is counted apart from what went; the designed result counts both.
+TEST_F(CorvixCleanerTest, EntriesThatCannotGoAreCountedAndNamed) {
+    writeFile(product("CorvixPro2", "Cache/a"), "x");
+    writeFile(product("CorvixPro2", "Cache/ro/b"), "x");
+    writeFile(product("CorvixPro2", "Cache/.hidden/c"), "x");
+    corvix_test::ScopedMount readOnly(product("CorvixPro2", "Cache/ro"),
+                                      product("CorvixPro2", "Cache/ro"), true);
+    if (!readOnly.mounted()) {
+        GTEST_SKIP() << "needs root to mount a read-only folder";
+    }
+    CorvixCleanerResult result;
+    EXPECT_EQ(2, _cleaner.removeCacheFiles(&result));
+    EXPECT_EQ(1, result.removed);
+    // b (read-only) and its folder (a mount point); the folder kept by .hidden is no failure.
+    EXPECT_EQ(2, result.notRemoved);
+    EXPECT_EQ(product("CorvixPro2", "Cache/ro/b") + ": Read-only file system", result.problem);
+    EXPECT_TRUE(exists(product("CorvixPro2", "Cache/.hidden/c")));
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
 // The per-project settings file sweep: which names go, where the walk does not go, the sweep
-// log's bytes, and stopping.
+// log's bytes, paths that do not fit, and stopping.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <regex>
 #include <string>
 #include <vector>
@@ -11,12 +12,11 @@
 #include "CorvixCleaner.h"
 #include "CprSweep.h"
 #include "CprSweepObserver.h"
-#include "TestEnvironment.h"
+#include "MaintenanceTest.h"
 
 using corvix_test::exists;
 using corvix_test::makeDirs;
 using corvix_test::readFile;
-using corvix_test::SandboxTest;
 using corvix_test::writeFile;
 
 namespace {
@@ -35,8 +35,14 @@ class RecordingObserver : public CprSweepObserver {
     void cprFileNotRemoved(const char* path, const char* reason) override {
         failed.push_back(std::string(path) + " | " + (reason ? reason : "(none)"));
     }
+    void folderNotRead(const char* path, const char* reason) override {
+        notRead.push_back(std::string(path) + " | " + reason);
+    }
+    void pathSkipped(const char* path) override { skipped.push_back(path); }
     std::vector<std::string> removed;
     std::vector<std::string> failed;
+    std::vector<std::string> notRead;
+    std::vector<std::string> skipped;
     bool stopAfterFirst = false;
 };
 
@@ -45,13 +51,9 @@ std::vector<std::string> sorted(std::vector<std::string> paths) {
     return paths;
 }
 
-class CprSweepTest : public SandboxTest {
+class CprSweepTest : public corvix_test::MaintenanceTest {
   protected:
-    void SetUp() override {
-        SandboxTest::SetUp();
-        g_shouldRunCPRThread = 1;
-    }
-    std::string sweepLog() const { return home() + "/.config/Orvanta/Corvix/CorvixSupport.log"; }
+    std::string sweepLog() const { return userFolder() + "CorvixSupport.log"; }
     int walk(const std::string& folder, bool recursive, FILE* log = nullptr) {
         int removed = 0;
         EXPECT_EQ(1, _cleaner.removeCprFiles(folder.c_str(), recursive, log, removed, &_observer));
@@ -148,6 +150,72 @@ TEST_F(CprSweepTest, StoppingEndsTheWalkAfterTheCurrentEntryAtEveryLevel) {
     std::string left;
     corvix_test::runCommand("find '" + p + "' -type f | wc -l", &left);
     EXPECT_EQ("9\n", left);
+}
+
+// A file name cannot break a log line in two: control characters are escaped.
+TEST_F(CprSweepTest, FileNamesCannotForgeLogLines) {
+    std::string p = tmp("projects");
+    writeFile(p + "/a\nREMOVED - /etc/passwd/" + kTarget2, "x");
+    EXPECT_EQ(1, CprSweep::run(p.c_str(), true));
+    for (const std::string& line : corvix_test::readLines(sweepLog())) {
+        EXPECT_NE(0u, line.rfind("REMOVED - /etc/passwd", 0)) << line;
+    }
+    EXPECT_NE(std::string::npos,
+              readFile(sweepLog())
+                  .find("REMOVED - " + p + "/a\\nREMOVED - /etc/passwd/" + kTarget2 + " \n"));
+}
+
+// Targets whose path takes 1020 to 1030 bytes: those over 1023 are skipped, never cut to the
+// name of the user's file beside them.
+TEST_F(CprSweepTest, PathsThatDoNotFitAreSkippedNeverCut) {
+    std::string prefix = tmp("long");
+    for (int i = 0; i < 4; ++i) {
+        prefix += "/" + std::string(200, 'd');
+    }
+    std::vector<std::string> targets;
+    for (size_t length = 1020; length <= 1030; ++length) {
+        std::string folder = prefix + "/" + std::to_string(length);
+        folder += std::string(length - folder.size() - 1 - strlen(kTarget2), 'e');
+        targets.push_back(folder + "/" + kTarget2);
+        writeFile(targets.back(), "x");
+        if (length > 1023) {
+            writeFile(targets.back().substr(0, 1023), "user");
+        }
+    }
+    CprSweepResult result;
+    EXPECT_EQ(4, CprSweep::run(tmp("long").c_str(), true, &_observer, &result));
+    EXPECT_EQ(7, result.pathsSkipped);
+    EXPECT_EQ(1, std::count(_observer.skipped.begin(), _observer.skipped.end(), targets.back()));
+    for (const std::string& target : targets) {
+        EXPECT_EQ(target.size() > 1023, exists(target)) << target.size();
+        if (target.size() > 1023) {
+            EXPECT_EQ("user", readFile(target.substr(0, 1023))) << target.size();
+        }
+    }
+}
+
+// The chosen folder missing still gets its header; a bind mount of a folder inside itself is
+// counted as unreadable and not entered.
+TEST_F(CprSweepTest, FoldersThatCannotBeReadAreCountedAndLoopsNotEntered) {
+    CprSweepResult result;
+    EXPECT_EQ(0, CprSweep::run(tmp("missing").c_str(), true, nullptr, &result));
+    EXPECT_EQ("No such file or directory", result.folderError);
+    EXPECT_NE(std::string::npos, readFile(sweepLog()).find("CRP Remove started at "));
+
+    std::string p = tmp("projects");
+    writeFile(p + "/sub/" + kTarget2, "x");
+    corvix_test::makeDirs(p + "/sub/loop");
+    corvix_test::ScopedMount loop(p, p + "/sub/loop", false);
+    if (!loop.mounted()) {
+        GTEST_SKIP() << "needs root to mount a folder inside itself";
+    }
+    result = CprSweepResult();
+    EXPECT_EQ(1, CprSweep::run(p.c_str(), true, &_observer, &result));
+    EXPECT_EQ(std::vector<std::string>{p + "/sub/loop | Too many levels of symbolic links"},
+              _observer.notRead);
+    EXPECT_EQ(1, result.foldersNotRead);
+    EXPECT_TRUE(result.folderError.empty());
+    EXPECT_FALSE(result.complete());
 }
 
 }  // namespace

@@ -7,11 +7,10 @@
 
 #include "MaintenanceDialogs.h"
 #include "MaintenanceTasks.h"
-#include "TestEnvironment.h"
+#include "MaintenanceTest.h"
 #include "VeskConfig.h"
 
 using corvix_test::exists;
-using corvix_test::SandboxTest;
 using corvix_test::writeFile;
 
 namespace {
@@ -39,11 +38,10 @@ const std::string kCompleted =
     " Maintenace tasks completed. | The maintenance tasks that you have selected have been "
     "succesfully executed.";
 
-class MaintenanceTasksTest : public SandboxTest {
+class MaintenanceTasksTest : public corvix_test::MaintenanceTest {
   protected:
-    std::string userFolder() const { return home() + "/.config/Orvanta/Corvix/"; }
     std::string product(const std::string& item) const {
-        return root() + "/Library/Application Support/Orvanta Software/CorvixPro2/" + item;
+        return MaintenanceTest::product("CorvixPro2", item);
     }
     void makeState() {
         for (const char* item :
@@ -58,6 +56,14 @@ class MaintenanceTasksTest : public SandboxTest {
         char buffer[1024] = {0};
         config.getValue(key, buffer);
         return buffer;
+    }
+    // Each step's state and count of files removed, "state:removed" in step order.
+    static std::string steps(const MaintenanceReport& report) {
+        std::string text;
+        for (const MaintenanceStepResult& step : report.steps) {
+            text += std::to_string(step.state) + ":" + std::to_string(step.files.removed) + " ";
+        }
+        return text;
     }
     ScriptedDialogs _dialogs;
 };
@@ -74,15 +80,10 @@ TEST_F(MaintenanceTasksTest, TasksRunOnlyWhenSelectedAndConfirmed) {
     EXPECT_TRUE(exists(userFolder() + "corvix.log"));
 
     _dialogs.answerYes = true;
-    testing::internal::CaptureStderr();
     MaintenanceReport report = MaintenanceTasks::execute(all, _dialogs);
-    testing::internal::GetCapturedStderr();
     EXPECT_TRUE(report.ran);
-    EXPECT_FALSE(report.failed);
-    EXPECT_EQ(1, report.renderQueueFiles.value_or(-1));
-    EXPECT_EQ(1, report.logFiles.value_or(-1));
-    EXPECT_EQ(1, report.configFiles.value_or(-1));
-    EXPECT_EQ(1, report.cacheFiles.value_or(-1));
+    EXPECT_TRUE(report.complete());
+    EXPECT_EQ("1:1 1:1 1:1 1:1 1:1 1:1 ", steps(report));
     EXPECT_EQ((std::vector<std::string>{std::to_string(MaintenanceDialogs::kNoTasksSelected) +
                                             " No maintenance tasks have been selected. | Please "
                                             "check off some maintenance tasks to perform and try "
@@ -104,9 +105,8 @@ TEST_F(MaintenanceTasksTest, LogFailureSkipsLaterTasksAndStillCompletes) {
     MaintenanceReport report =
         MaintenanceTasks::execute(MaintenanceSelection{true, true, true, true}, _dialogs);
     EXPECT_TRUE(report.failed);
-    EXPECT_TRUE(report.renderQueueFiles.has_value());
-    EXPECT_FALSE(report.logFiles.has_value());
-    EXPECT_FALSE(report.configFiles.has_value());
+    EXPECT_FALSE(report.complete());
+    EXPECT_EQ("1:1 2:0 3:0 3:0 3:0 3:0 ", steps(report));
     std::string error = "Could not open \"" + userFolder() + "\" for directory listing.";
     EXPECT_EQ(error, report.error);
     EXPECT_EQ((std::vector<std::string>{kQuestion,
@@ -121,10 +121,16 @@ TEST_F(MaintenanceTasksTest, LogFailureSkipsLaterTasksAndStillCompletes) {
 }
 
 TEST_F(MaintenanceTasksTest, LoggingLevelIsReadFromBothFilesAndWrittenToTheSecond) {
+    // Peeking creates nothing; the view's reading creates both files.
+    int item = -1;
+    std::string error;
+    EXPECT_TRUE(MaintenanceTasks::peekLoggingLevel(&item, &error));
+    EXPECT_EQ(kLoggingOff, item);
+    EXPECT_FALSE(exists(home() + "/.config"));
     EXPECT_EQ(kLoggingOff, MaintenanceTasks::readLoggingLevel());
     EXPECT_TRUE(exists(userFolder() + "corvix.cfg") && exists(userFolder() + "CorvixPro2.cfg"));
 
-    MaintenanceTasks::writeLoggingLevel(kLoggingDeveloper, _dialogs);
+    EXPECT_TRUE(MaintenanceTasks::writeLoggingLevel(kLoggingDeveloper, _dialogs));
     EXPECT_EQ("1", value("CorvixPro2.cfg", "corvix.dev.logging"));
     EXPECT_EQ("0", value("corvix.cfg", "corvix.logging"));
     EXPECT_EQ(kLoggingDeveloper, MaintenanceTasks::readLoggingLevel());
@@ -141,10 +147,28 @@ TEST_F(MaintenanceTasksTest, LoggingLevelIsReadFromBothFilesAndWrittenToTheSecon
         first.setValue("corvix.dev.logging", "1");
         first.writeToDisk();
     }
-    MaintenanceTasks::writeLoggingLevel(7, _dialogs);
+    EXPECT_TRUE(MaintenanceTasks::writeLoggingLevel(7, _dialogs));
     EXPECT_EQ("0", value("CorvixPro2.cfg", "corvix.logging"));
-    EXPECT_EQ(kLoggingOff, MaintenanceTasks::readLoggingLevel());
+    EXPECT_TRUE(MaintenanceTasks::peekLoggingLevel(&item, &error));
+    EXPECT_EQ(kLoggingOff, item);
     EXPECT_EQ("1", value("corvix.cfg", "corvix.logging"));
+}
+
+// A level that cannot be stored is said so instead of asking for a restart; a file that cannot
+// be read makes peeking fail, naming it.
+TEST_F(MaintenanceTasksTest, LevelThatCannotBeStoredOrReadIsReported) {
+    corvix_test::makeDirs(userFolder() + "CorvixPro2.cfg");
+    _dialogs.shown.clear();
+    EXPECT_FALSE(MaintenanceTasks::writeLoggingLevel(kLoggingOn, _dialogs));
+    const std::string reason = userFolder() + "CorvixPro2.cfg is a folder, not a regular file";
+    EXPECT_EQ(std::vector<std::string>{std::to_string(MaintenanceDialogs::kLoggingLevelNotSaved) +
+                                       " The logging level could not be saved. | " + reason},
+              _dialogs.shown);
+    int item = -1;
+    std::string error;
+    EXPECT_FALSE(MaintenanceTasks::peekLoggingLevel(&item, &error));
+    EXPECT_EQ(reason, error);
+    EXPECT_EQ(kLoggingOff, item);
 }
 
 }  // namespace

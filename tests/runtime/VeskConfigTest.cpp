@@ -1,5 +1,7 @@
 // The product configuration file: the exact file layout, version rules, the line reader, the
 // in-memory lookups, the Preferences fallbacks and the process-count rules.
+#include <sys/stat.h>
+
 #include <map>
 #include <sstream>
 #include <string>
@@ -103,7 +105,8 @@ TEST_F(VeskConfigTest, FreshUserGetsTheDesignedFileAndDefaults) {
     EXPECT_EQ(0, config.getValue("corvix.no.such.key", unknown));
 }
 
-TEST_F(VeskConfigTest, ChangesReachTheDiskOnlyThroughWriteToDisk) {
+// Each writer changes only the keys it set and keeps what another wrote since it read the file.
+TEST_F(VeskConfigTest, ChangesReachTheDiskOnlyThroughWriteToDiskAndKeepOtherWriters) {
     {
         VeskConfig config("C:\\", "CorvixPro2.cfg");
         config.setValue("corvix.logging", "1");
@@ -111,27 +114,70 @@ TEST_F(VeskConfigTest, ChangesReachTheDiskOnlyThroughWriteToDisk) {
         config.setValue(nullptr, "1");
         VeskConfig other("/", "CorvixPro2.cfg");
         EXPECT_EQ("0", value(other, "corvix.logging"));
-        config.writeToDisk();
+        other.setValue("corvix.processes", "4");
+        EXPECT_TRUE(other.writeToDisk());
+        EXPECT_TRUE(config.writeToDisk());
+        EXPECT_EQ("4", value(config, "corvix.processes"));
     }
-    EXPECT_EQ(designedFile({{"corvix.logging", "1"}, {"corvix.dev.logging", "1"}}),
-              readFile(file()));
+    EXPECT_EQ(
+        designedFile(
+            {{"corvix.logging", "1"}, {"corvix.dev.logging", "1"}, {"corvix.processes", "4"}}),
+        readFile(file()));
     VeskConfig reread("/", "CorvixPro2.cfg");
     EXPECT_EQ("1", value(reread, "corvix.dev.logging"));
 }
 
-// "2.6" and a file without a version line are rewritten; "2.7.1" is loaded, unknown keys dropped.
+// "2.6" and a file without a version line are rewritten, each kept aside first (read-only
+// objects rewrite nothing); "2.7.1" is loaded, unknown keys dropped.
 TEST_F(VeskConfigTest, VersionDecidesBetweenLoadingAndRewriting) {
     for (const char* first : {"corvix.config.version=2.6\n", ""}) {
-        writeFile(file(), std::string(first) + "corvix.logging=1\n");
-        VeskConfig old("/", "CorvixPro2.cfg");
-        EXPECT_EQ("0", value(old, "corvix.logging"));
+        std::string old = std::string(first) + "corvix.logging=1\n";
+        writeFile(file(), old);
+        VeskConfig reader("/", "CorvixPro2.cfg", VeskConfig::kReadOnly);
+        EXPECT_EQ("0", value(reader, "corvix.logging"));
+        EXPECT_EQ(old, readFile(file()));
+        VeskConfig config("/", "CorvixPro2.cfg");
+        EXPECT_EQ("0", value(config, "corvix.logging"));
         EXPECT_EQ(designedFile(), readFile(file()));
+        EXPECT_EQ(old, readFile(file() + (*first ? ".old" : ".old.2")));
     }
     writeFile(file(), "corvix.config.version=2.7.1\ncorvix.logging=1\ncorvix.unknown=5\n");
     VeskConfig newer("/", "CorvixPro2.cfg");
     EXPECT_EQ("1", value(newer, "corvix.logging"));
     newer.writeToDisk();
     EXPECT_EQ(designedFile({{"corvix.logging", "1"}}), readFile(file()));
+}
+
+// A FIFO, a folder or an oversized file where the file belongs is refused at once, named, and
+// never replaced.
+TEST_F(VeskConfigTest, WhatIsNoReadableFileIsRefusedAndKept) {
+    const std::string big(VeskConfig::kMaxFileSize + 1, '#');
+    const struct {
+        mode_t type;
+        std::string reason;
+    } cases[] = {{S_IFIFO, " is a FIFO, not a regular file"},
+                 {S_IFDIR, " is a folder, not a regular file"},
+                 {S_IFREG, " is 1048577 bytes, more than the 1048576 read"}};
+    for (const auto& c : cases) {
+        makeDirs(home() + "/.config/Orvanta/Corvix");
+        if (c.type == S_IFIFO) {
+            ASSERT_EQ(0, mkfifo(file().c_str(), 0600));
+        } else if (c.type == S_IFDIR) {
+            makeDirs(file());
+        } else {
+            writeFile(file(), big);
+        }
+        VeskConfig config("/", "CorvixPro2.cfg");
+        EXPECT_EQ(file() + c.reason, config.lastError());
+        EXPECT_EQ("0", value(config, "corvix.logging"));
+        config.setValue("corvix.logging", "1");
+        EXPECT_FALSE(config.writeToDisk()) << c.reason;
+        struct stat info;
+        ASSERT_EQ(0, lstat(file().c_str(), &info));
+        EXPECT_EQ(c.type, info.st_mode & S_IFMT) << c.reason;
+        EXPECT_TRUE(c.type != S_IFREG || info.st_size == static_cast<off_t>(big.size()));
+        runCommand("rm -rf '" + file() + "'");
+    }
 }
 
 TEST_F(VeskConfigTest, LineReaderSkipsBlanksAndCommentsAndMatchesKeyPrefixes) {
