@@ -37,10 +37,12 @@ class PackageCommandTest : public corvix_test::SandboxTest {
         corvix_test::SandboxTest::TearDown();
     }
 
-    // Runs the binary with arguments (already quoted) and keeps its streams.
-    int package(const std::string& arguments, const std::string& wrapper = "") {
-        std::string command = wrapper + " " CORVIX_SUPPORT_BINARY " package " + arguments + " 2>" +
-                              quoted(tmp("stderr.txt"));
+    // Runs the binary with global options and the verb's arguments (already quoted) and keeps
+    // its streams.
+    int package(const std::string& arguments, const std::string& wrapper = "",
+                const std::string& global = "") {
+        std::string command = wrapper + " " CORVIX_SUPPORT_BINARY " " + global + " package " +
+                              arguments + " 2>" + quoted(tmp("stderr.txt"));
         int status = runCommand(command, &_out);
         _err = readFile(tmp("stderr.txt"));
         keepStaging(_out + _err);
@@ -329,8 +331,10 @@ TEST_F(PackageCommandTest, OddFilesAndStrayPathsAreRefusedOrSkipped) {
         2);
     EXPECT_NE(_err.find("is a FIFO, not a regular file"), std::string::npos) << _err;
     const std::string archive = tmp("odd.zip");
-    const std::string env = "HOME=" + quoted(odd);
-    ASSERT_EQ(package("-o " + quoted(archive), env), 0) << _err;
+    // The machine root given on the command line, as support staff do for a copied disk.
+    const std::string env = "CORVIX_ROOT= HOME=" + quoted(odd),
+                      rootOption = "--root " + quoted(root());
+    ASSERT_EQ(package("-o " + quoted(archive), env, rootOption), 0) << _err;
     EXPECT_LT(time(nullptr) - start, 4);
     EXPECT_NE(_err.find("Cannot read " + root() + "/etc/os-release: is a FIFO"), std::string::npos)
         << _err;
@@ -339,7 +343,7 @@ TEST_F(PackageCommandTest, OddFilesAndStrayPathsAreRefusedOrSkipped) {
     EXPECT_EQ(names.count("application/V2/RQ.txt"), 1u);
     EXPECT_EQ(names.count("application/V2/out.txt"), 0u);
 
-    ASSERT_EQ(package("--dry-run -o " + quoted(archive), env), 0);
+    ASSERT_EQ(package("--dry-run -o " + quoted(archive), env, rootOption), 0);
     EXPECT_NE(_out.find("/RenderQueue/out.txt  skipped: a link leading outside the machine root, "
                         "to " +
                         tmp("outside.txt")),
