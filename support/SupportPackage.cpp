@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <random>
 #include <string>
 
 #include "PackageCancelFlag.h"
@@ -221,9 +222,14 @@ int SupportPackage::createTempDirectory(char* buffer, unsigned long length) {
     if (!buffer) {
         return 0;
     }
-    // A template cut short would lose its X's, and with them the random part of the name.
+    // mkdtemp here replaces only the last six X's of "osp_XXXXXXX", which would leave every
+    // name starting "osp_X": the first of the seven random characters is drawn here. A template
+    // cut short would lose its X's, and with them the random part of the name.
+    static const char kLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    char first = kLetters[std::random_device()() % (sizeof kLetters - 1)];
     char tmpl[kVeskPathBufferSize];
-    if (!vesk_formatPath(tmpl, sizeof tmpl, "%s/osp_XXXXXXX", vesk_temporaryFolder().c_str()) ||
+    if (!vesk_formatPath(tmpl, sizeof tmpl, "%s/osp_%cXXXXXX", vesk_temporaryFolder().c_str(),
+                         first) ||
         !mkdtemp(tmpl)) {
         return 0;
     }

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <memory>
 #include <regex>
+#include <set>
 #include <thread>
 
 #include "PackageCancelFlag.h"
@@ -68,6 +69,14 @@ TEST_F(SupportPackageTest, CreatesTemporaryPackageWithCategoryFolders) {
     ASSERT_TRUE(package);
     std::string root = package->getPathToContents();
     EXPECT_TRUE(std::regex_match(root, std::regex("/tmp/osp_[A-Za-z0-9]{7}"))) << root;
+    std::set<char> firsts;  // all seven are random, the first too
+    for (int i = 0; i < 20; ++i) {
+        char made[kVeskPathBufferSize] = {0};
+        ASSERT_EQ(SupportPackage::createTempDirectory(made, sizeof made - 1), 1);
+        firsts.insert(made[9]);
+        rmdir(made);
+    }
+    EXPECT_GT(firsts.size(), 1u);
     EXPECT_EQ(package->getPathToUsr(), root + "//user");
     for (const char* category : {"/system", "/application", "/user"}) {
         EXPECT_TRUE(exists(root + category + "/."));
