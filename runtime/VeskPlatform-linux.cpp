@@ -10,8 +10,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <mutex>
+
+#include "VeskDiagnostics.h"
+#include "VeskFile.h"
+#include "VeskPath.h"
 
 namespace {
 
@@ -58,15 +61,33 @@ bool makeFolders(const std::string& path) {
     return isDirectory(path);
 }
 
-// Reads KEY=value lines of a shell-style file (os-release, user-dirs.dirs); quotes are removed.
-bool readAssignment(const std::string& file, const std::string& key, std::string* value) {
-    std::ifstream in(file);
-    if (!in) {
-        return false;
+// The small system files read here (os-release, debian_version, user-dirs.dirs) are a few hundred
+// bytes; anything larger is not one of them.
+const size_t kSystemFileLimit = 65536;
+
+// Reads a small system file whole, without waiting on a FIFO or a device in its place. A missing
+// file is normal and passes silently; one that exists but cannot be read is reported.
+bool readSystemFile(const std::string& file, std::string* text) {
+    std::string why;
+    if (vesk_readRegularFile(file.c_str(), kSystemFileLimit, text, &why)) {
+        return true;
     }
+    if (errno != ENOENT) {
+        vesk_diagnostic("\nCannot read %s: %s", vesk_printablePath(file).c_str(), why.c_str());
+    }
+    return false;
+}
+
+// Finds KEY=value in the lines of a shell-style file (os-release, user-dirs.dirs); quotes are
+// removed.
+bool readAssignment(const std::string& text, const std::string& key, std::string* value) {
     std::string line;
     bool found = false;
-    while (std::getline(in, line)) {
+    for (size_t from = 0; from < text.size();) {
+        size_t end = text.find('\n', from);
+        end = end == std::string::npos ? text.size() : end;
+        line = text.substr(from, end - from);
+        from = end + 1;
         size_t start = line.find_first_not_of(" \t");
         if (start == std::string::npos || line[start] == '#') {
             continue;
@@ -189,8 +210,10 @@ bool vesk_desktopFolder(std::string* out) {
     if (config.empty() || config[0] != '/') {
         config = home + "/.config";
     }
+    std::string text;
     std::string value;
-    if (readAssignment(config + "/user-dirs.dirs", "XDG_DESKTOP_DIR", &value)) {
+    if (readSystemFile(config + "/user-dirs.dirs", &text) &&
+        readAssignment(text, "XDG_DESKTOP_DIR", &value)) {
         if (value.compare(0, 6, "$HOME/") == 0 && value.size() > 6) {
             *out = home + value.substr(5);
             return true;
@@ -223,26 +246,26 @@ const char* vesk_platformName() {
 }
 
 bool vesk_osVersionInfo(std::string* version, std::string* build) {
-    std::string file = vesk_machinePath("/etc/os-release");
-    if (access(file.c_str(), R_OK) != 0) {
-        file = vesk_machinePath("/usr/lib/os-release");
-        if (access(file.c_str(), R_OK) != 0) {
-            return false;
-        }
+    std::string text;
+    if (!readSystemFile(vesk_machinePath("/etc/os-release"), &text) &&
+        !readSystemFile(vesk_machinePath("/usr/lib/os-release"), &text)) {
+        return false;
     }
     std::string value;
-    if (readAssignment(file, "VERSION_ID", &value)) {
+    if (readAssignment(text, "VERSION_ID", &value)) {
         *version = value;
     }
-    if (readAssignment(file, "BUILD_ID", &value)) {
+    if (readAssignment(text, "BUILD_ID", &value)) {
         *build = value;
         return true;
     }
-    std::ifstream debian(vesk_machinePath("/etc/debian_version"));
-    std::string line;
-    if (debian && std::getline(debian, line) && !line.empty()) {
-        *build = line;
-        return true;
+    std::string debian;
+    if (readSystemFile(vesk_machinePath("/etc/debian_version"), &debian)) {
+        std::string line = debian.substr(0, debian.find('\n'));
+        if (!line.empty()) {
+            *build = line;
+            return true;
+        }
     }
     struct utsname names;
     if (uname(&names) == 0) {

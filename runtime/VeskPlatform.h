@@ -8,8 +8,10 @@
 // are exactly the designed ones; set, "/Library/X" becomes "<root>/Library/X". Tests use it to run
 // the whole tool inside a temporary folder; support staff use it to inspect a copied disk.
 //
-// All functions may be called from any thread. None prints or throws. Functions returning bool
-// report false when the platform had no answer; their output arguments are then left unchanged.
+// All functions may be called from any thread. None prints or throws; a system file that exists
+// but cannot be read safely (a FIFO in place of os-release) is reported through the diagnostics
+// sink. Functions returning bool report false when the platform had no answer; their output
+// arguments are then left unchanged.
 #ifndef CORVIX_RUNTIME_VESKPLATFORM_H
 #define CORVIX_RUNTIME_VESKPLATFORM_H
 

@@ -5,8 +5,12 @@
 #include <cstdio>
 #include <memory>
 
-bool FileDigest::sha256(const std::string& path, std::string* hex) {
-    std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "rb"), fclose);
+#include "PackageCancelFlag.h"
+#include "VeskFile.h"
+
+bool FileDigest::sha256(const std::string& path, std::string* hex,
+                        const PackageCancelFlag* cancel) {
+    std::unique_ptr<FILE, int (*)(FILE*)> file(vesk_fopenRegular(path.c_str(), "rb"), fclose);
     if (!file) {
         return false;
     }
@@ -17,6 +21,9 @@ bool FileDigest::sha256(const std::string& path, std::string* hex) {
     unsigned char block[65536];
     size_t n;
     while ((n = fread(block, 1, sizeof block, file.get())) > 0) {
+        if (PackageCancelFlag::isSet(cancel)) {
+            return false;
+        }
         EVP_DigestUpdate(context.get(), block, n);
     }
     if (ferror(file.get())) {

@@ -1,16 +1,24 @@
 #include "PackageJob.h"
 
+#include <fcntl.h>
 #include <glob.h>
+#include <limits.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <memory>
 
+#include "ManifestText.h"
 #include "SupportPackage.h"
 #include "SystemInfo.h"
+#include "VeskDiagnostics.h"
+#include "VeskFile.h"
 #include "VeskLog.h"
+#include "VeskPath.h"
 #include "VeskPlatform.h"
 
 #ifndef CORVIX_SUPPORT_EMAIL
@@ -22,7 +30,7 @@ const char* const PackageJob::kErrorTitle = "Error creating suppport package.";
 namespace {
 
 // Quotes glob's special characters in a literal part of a pattern (a machine root or a home
-// folder may hold any of them).
+// folder may hold any of them), so that only the rows' own wildcards match.
 std::string globEscape(const std::string& text) {
     std::string out;
     for (char c : text) {
@@ -35,25 +43,34 @@ std::string globEscape(const std::string& text) {
 }
 
 std::string productLogFolder(bool create) {
-    if (!create) {
-        return vesk_logFolderWithoutCreating();
+    if (create) {
+        // Makes the folder, as the product does before it lists it; the path itself is taken
+        // whole below, never from the cut buffer.
+        char folder[kVeskPathBufferSize];
+        calculateLogFilePath(folder, kVeskPathBufferSize - 1, "");
     }
-    char folder[1025];
-    calculateLogFilePath(folder, 1024, "");
-    return folder;
+    return vesk_logFolderWithoutCreating();
 }
 
-// The path or pattern a row reads, with the machine root and the log folder filled in. Only a
-// real collection may create the log folder; a plan creates nothing.
-std::string rowSource(const PackageRow& row, bool create = true) {
+// The path or pattern a row reads, with the machine root, the home folder and the log folder
+// filled in; empty when the row reads nothing. Only a real collection may create the log folder.
+std::string rowSource(const PackageRow& row, bool create) {
     if (row._operation == PackageOperation::LogFiles) {
         return globEscape(productLogFolder(create)) + "/*";
     }
     if (!row._source) {
         return std::string();
     }
-    if (row._base != PackageSourceBase::Machine) {
-        return row._source;
+    std::string home;
+    switch (row._base) {
+        case PackageSourceBase::None:
+            return row._source;
+        case PackageSourceBase::Home:
+            // "~/..." with the home folder written out: glob would take its characters as a
+            // pattern of their own.
+            return vesk_homeFolder(&home) ? globEscape(home) + (row._source + 1) : std::string();
+        case PackageSourceBase::Machine:
+            break;
     }
     if (row._operation == PackageOperation::CopyFiles) {
         return globEscape(vesk_machineRoot()) + row._source;
@@ -61,16 +78,53 @@ std::string rowSource(const PackageRow& row, bool create = true) {
     return vesk_machinePath(row._source);
 }
 
-char* copyOrNull(const std::optional<std::string>& text) {
-    return text ? strdup(text->c_str()) : nullptr;
+std::vector<std::string> globMatches(const std::string& pattern) {
+    std::vector<std::string> paths;
+    glob_t matches;
+    memset(&matches, 0, sizeof matches);
+    if (!pattern.empty() && glob(pattern.c_str(), 0, nullptr, &matches) == 0) {
+        paths.assign(matches.gl_pathv, matches.gl_pathv + matches.gl_pathc);
+    }
+    globfree(&matches);
+    return paths;
+}
+
+// With a machine root set, the file a machine-wide path really names must lie below the root: a
+// link on a copied disk that leads out of it would read the support engineer's own machine.
+// Returns the reason to skip path, or an empty text.
+std::string outsideMachineRoot(const PackageRow& row, const std::string& path) {
+    std::string root = vesk_machineRoot();
+    char resolvedRoot[PATH_MAX];
+    char resolved[PATH_MAX];
+    if (row._base != PackageSourceBase::Machine || root.empty() ||
+        !realpath(root.c_str(), resolvedRoot) || !realpath(path.c_str(), resolved)) {
+        return std::string();
+    }
+    std::string inside = std::string(resolvedRoot) + (strcmp(resolvedRoot, "/") ? "/" : "");
+    if (strncmp(resolved, inside.c_str(), inside.size()) == 0) {
+        return std::string();
+    }
+    return "a link leading outside the machine root, to " + vesk_printablePath(resolved);
+}
+
+// The files a copy row reads: the one path, or the pattern's matches.
+std::vector<std::string> rowFiles(const PackageRow& row, const std::string& source) {
+    if (row._operation == PackageOperation::CopyFile) {
+        return {source};
+    }
+    return globMatches(source);
 }
 
 void collectRow(SupportPackage& package, const PackageRow& row, const PackageRequest& request) {
-    const std::string source = rowSource(row);
+    const std::string source = rowSource(row, true);
+    const char* folder =
+        row._category == SP_INFO_SYSTEM ? package.getPathToSys() : package.getPathToApp();
     switch (row._operation) {
         case PackageOperation::SystemReport: {
             std::string path = std::string(package.getPathToSys()) + "/" + row._target;
-            SystemInfo::instance()->outputToXML(path.c_str());
+            if (!SystemInfo::instance()->outputToXML(path.c_str())) {
+                package.noteStagingFailure("system/" + std::string(row._target), errno);
+            }
             package.addFileToSysManifest(row._target);
             break;
         }
@@ -78,17 +132,17 @@ void collectRow(SupportPackage& package, const PackageRow& row, const PackageReq
             package.addOutputToSys(source.c_str(), row._target, row._append);
             break;
         case PackageOperation::CopyFile:
-            package.addFileToDir(
-                source.c_str(),
-                row._category == SP_INFO_SYSTEM ? package.getPathToSys() : package.getPathToApp(),
-                row._category, row._target);
-            break;
         case PackageOperation::CopyFiles:
         case PackageOperation::LogFiles:
-            package.addFilesToDir(
-                source.c_str(),
-                row._category == SP_INFO_SYSTEM ? package.getPathToSys() : package.getPathToApp(),
-                false, row._category, row._target);
+            for (const std::string& file : rowFiles(row, source)) {
+                std::string skip = outsideMachineRoot(row, file);
+                if (!skip.empty()) {
+                    vesk_diagnostic("\nSkipped %s: %s", vesk_printablePath(file).c_str(),
+                                    skip.c_str());
+                    continue;
+                }
+                package.addFileToDir(file.c_str(), folder, row._category, row._target);
+            }
             break;
         case PackageOperation::Attachments:
             for (const std::string& file : request._fileAttachments) {
@@ -98,25 +152,41 @@ void collectRow(SupportPackage& package, const PackageRow& row, const PackageReq
     }
 }
 
-// The regular file at path as a plan item; false for anything else (the copy skips those too).
-bool planFile(const std::string& path, std::vector<PackagePlanItem>* items) {
+// The regular file at path as a plan item (or the reason it is passed over); nothing for anything
+// else, which the copy skips too.
+void planFile(const PackageRow& row, const std::string& path, std::vector<PackagePlanItem>* items) {
     struct stat st;
     if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
-        return false;
+        return;
     }
-    items->push_back({path, static_cast<int64_t>(st.st_size)});
-    return true;
+    items->push_back({path, static_cast<int64_t>(st.st_size), outsideMachineRoot(row, path)});
 }
 
-void planPattern(const std::string& pattern, std::vector<PackagePlanItem>* items) {
-    glob_t matches;
-    memset(&matches, 0, sizeof matches);
-    if (glob(pattern.c_str(), GLOB_TILDE, nullptr, &matches) == 0) {
-        for (size_t i = 0; i < matches.gl_pathc; ++i) {
-            planFile(matches.gl_pathv[i], items);
-        }
+std::string folderOf(const std::string& path) {
+    size_t slash = path.rfind('/');
+    if (slash == std::string::npos) {
+        return ".";
     }
-    globfree(&matches);
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Holds a text for the record, or null for a missing one.
+char* textOrNull(std::string* holder, const std::optional<std::string>& text) {
+    if (!text) {
+        return nullptr;
+    }
+    *holder = ManifestText::element(*text);
+    return &(*holder)[0];
+}
+
+// Ends a cancelled job: the partial staging folder goes.
+void finishCancelled(std::unique_ptr<SupportPackage>* package, PackageJobResult* result) {
+    package->reset();
+    if (!result->_stagingFolder.empty()) {
+        SupportPackage::killDirectory(result->_stagingFolder.c_str());
+        result->_stagingRemoved = !PathFileExists(result->_stagingFolder.c_str());
+    }
+    result->_status = PackageJobStatus::Cancelled;
 }
 
 }  // namespace
@@ -126,76 +196,148 @@ std::string PackageJob::successMessage(const std::string& archivePath) {
            "\" has been created.\n\nPlease email this file to " CORVIX_SUPPORT_EMAIL;
 }
 
-PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserver* observer) {
-    PackageJobResult result;
-
-    char fileName[1025];
-    memset(fileName, 0, sizeof fileName);
-    if (request._fileName) {
-        strncpy(fileName, request._fileName->c_str(), 1024);
+bool PackageJob::checkArchivePath(const std::string& path, std::string* why) {
+    if (path.empty()) {
+        *why = "No Filename provided.";
+        return false;
     }
-    if (!fileName[0] && observer) {
+    if (!vesk_pathFits(path)) {
+        *why = "the archive path is too long (" + std::to_string(path.size()) + " bytes, at most " +
+               std::to_string(kVeskPathMaxLength) + " fit): " + vesk_printablePath(path);
+        return false;
+    }
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
+        *why = "the archive path \"" + vesk_printablePath(path) + "\" is " +
+               vesk_describeFileType(st.st_mode) + ", not a regular file";
+        return false;
+    }
+    std::string folder = folderOf(path);
+    if (stat(folder.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
+        *why = "the folder \"" + vesk_printablePath(folder) + "\" for the archive does not exist";
+        return false;
+    }
+    return true;
+}
+
+bool PackageJob::checkRequest(const PackageRequest& request, std::string* why) {
+    if (request._email && !PackageRequest::isValidEmailAddress(request._email->c_str())) {
+        *why = request._email->size() > PackageRequest::kEmailMaxLength
+                   ? "Invalid email address: it is longer than " +
+                         std::to_string(PackageRequest::kEmailMaxLength) + " bytes"
+                   : "Invalid email address: \"" + vesk_printablePath(*request._email) + "\"";
+        return false;
+    }
+    for (const std::string& file : request._fileAttachments) {
+        std::string reason;
+        int fd = vesk_pathFits(file) ? vesk_openRegular(file.c_str(), O_RDONLY, 0, &reason) : -1;
+        if (fd < 0) {
+            *why = "the attachment \"" + vesk_printablePath(file) +
+                   "\" cannot be read: " + (reason.empty() ? "its path is too long" : reason);
+            return false;
+        }
+        close(fd);
+    }
+    if (request._fileName && !request._fileName->empty()) {
+        return checkArchivePath(*request._fileName, why);
+    }
+    return true;
+}
+
+PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserver* observer,
+                                 const PackageCancelFlag* cancel) {
+    PackageJobResult result;
+    const std::string fileName = request._fileName ? *request._fileName : std::string();
+    if (fileName.empty() && observer) {
         observer->packageAlert(kErrorTitle, "No Filename provided.");
     }
-
-    std::unique_ptr<SupportPackage> package(SupportPackage::createSupportPackage());
-    if (!package) {
-        if (observer) {
-            observer->packageAlert(kErrorTitle, "Could not create support package.");
-        }
+    if (!checkRequest(request, &result._error)) {
         return result;
     }
-    result._created = true;
-    result._stagingFolder = package->getPathToContents();
-    package->setCommandTimeout(request._commandTimeout);
-
-    size_t count = 0;
-    const PackageRow* rows = packageRows(&count);
-    for (size_t i = 0; i < count; ++i) {
-        if (observer) {
-            observer->packageStep(static_cast<int>(i + 1), static_cast<int>(count), rows[i]._label);
+    if (!fileName.empty()) {
+        // A folder that cannot take the archive (read-only, not ours) is found before the
+        // collection, not after it.
+        VeskAtomicFile probe(fileName);
+        if (!probe.open()) {
+            result._error = probe.error();
+            return result;
         }
-        collectRow(*package, rows[i], request);
     }
 
-    _sp_package_info_struct info;
-    memset(&info, 0, sizeof info);
-    info._timestamp = static_cast<int>(time(nullptr));
-    info._build = 0;
-    info._productName = strdup("Corvix");
-    info._productVersion = strdup("-");
-    info._userName = copyOrNull(request._userName);
-    info._company = copyOrNull(request._company);
-    info._email = copyOrNull(request._email);
-    info._version = 0;
-    info._license = nullptr;
+    std::unique_ptr<SupportPackage> package;
+    try {
+        package.reset(SupportPackage::createSupportPackage());
+        if (!package) {
+            if (observer) {
+                observer->packageAlert(kErrorTitle, "Could not create support package.");
+            }
+            result._error = "Could not create support package.";
+            return result;
+        }
+        result._stagingFolder = package->getPathToContents();
+        package->setCommandTimeout(request._commandTimeout);
+        package->setCancelFlag(cancel);
 
-    // Escaped here once, and again by the manifest writer: the support system reads the comment
-    // escaped twice (a newline arrives as "&lt;br &#47;&gt;").
-    char* escapedComment = nullptr;
-    if (request._comment && !request._comment->empty()) {
-        std::string plain = *request._comment;
-        unsigned long size = 4 * plain.size();
-        escapedComment = static_cast<char*>(calloc(size + 1, 1));
-        SupportPackage::urlEncodeString(&plain[0], escapedComment, size);
+        size_t count = 0;
+        const PackageRow* rows = packageRows(&count);
+        for (size_t i = 0; i < count && !PackageCancelFlag::isSet(cancel); ++i) {
+            if (observer) {
+                observer->packageStep(static_cast<int>(i + 1), static_cast<int>(count),
+                                      rows[i]._label);
+            }
+            collectRow(*package, rows[i], request);
+            if (!package->stagingError().empty()) {
+                result._error =
+                    "the staging folder could not take every file: " + package->stagingError();
+                return result;
+            }
+        }
+        if (PackageCancelFlag::isSet(cancel)) {
+            finishCancelled(&package, &result);
+            return result;
+        }
+
+        _sp_package_info_struct info;
+        memset(&info, 0, sizeof info);
+        std::string productName = "Corvix", productVersion = "-", user, company, email, comment;
+        info._timestamp = static_cast<int>(time(nullptr));
+        info._build = 0;
+        info._productName = &productName[0];
+        info._productVersion = &productVersion[0];
+        info._userName = textOrNull(&user, request._userName);
+        info._company = textOrNull(&company, request._company);
+        info._email = textOrNull(&email, request._email);
+        info._version = 0;
+        info._license = nullptr;
+        // Escaped here once, and again by the manifest writer: the support system reads the
+        // comment escaped twice (a newline arrives as "&lt;br &#47;&gt;").
+        if (request._comment && !request._comment->empty()) {
+            comment =
+                SupportPackage::escapedWhole(ManifestText::validXml(*request._comment).c_str());
+            info._comment = &comment[0];
+        }
+
+        if (observer) {
+            observer->packageSaving(fileName);
+        }
+        package->setPackageInfo(&info);
+        PackageArchive archive;
+        if (!package->savePackage(fileName.c_str(), &archive)) {
+            if (archive._interrupted) {
+                finishCancelled(&package, &result);
+            } else {
+                result._error = archive._error;
+            }
+            return result;
+        }
+        result._status = PackageJobStatus::Created;
+        result._archivePath = fileName;
+        result._archiveSize = archive._size;
+        result._sha256 = archive._sha256;
+        result._message = successMessage(fileName);
+    } catch (const SupportPackageException& e) {
+        result._error = e.what();
     }
-    info._comment = escapedComment;
-
-    if (observer) {
-        observer->packageSaving(fileName);
-    }
-    package->setPackageInfo(&info);
-    result._saved = package->savePackage(fileName);
-    package.reset();
-
-    free(info._productName);
-    free(info._productVersion);
-    free(info._userName);
-    free(info._company);
-    free(info._email);
-    free(escapedComment);
-
-    result._message = successMessage(fileName);
     return result;
 }
 
@@ -209,21 +351,21 @@ std::vector<PackagePlanRow> PackageJob::plan(const PackageRequest& request) {
         const std::string source = rowSource(row, false);
         switch (row._operation) {
             case PackageOperation::SystemReport:
-                planned._items.push_back({row._target, -1});
+                planned._items.push_back({row._target, -1, ""});
                 break;
             case PackageOperation::Capture:
-                planned._items.push_back({source, -1});
+                planned._items.push_back({source, -1, ""});
                 break;
             case PackageOperation::CopyFile:
-                planFile(source, &planned._items);
-                break;
             case PackageOperation::CopyFiles:
             case PackageOperation::LogFiles:
-                planPattern(source, &planned._items);
+                for (const std::string& file : rowFiles(row, source)) {
+                    planFile(row, file, &planned._items);
+                }
                 break;
             case PackageOperation::Attachments:
                 for (const std::string& file : request._fileAttachments) {
-                    planFile(file, &planned._items);
+                    planFile(row, file, &planned._items);
                 }
                 break;
         }

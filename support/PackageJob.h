@@ -1,11 +1,18 @@
 // PackageJob: the support package job without its windows. It collects the fixed rows of
 // PackageRows.h into a fresh staging area, describes the package in its manifest and saves the
-// archive. The window runs it on a worker thread; the command line runs it directly.
+// archive. The window runs it on a worker thread; the command line runs it directly. Both decide
+// what to tell the user from the result alone: "has been created" only when the archive was read
+// back whole and renamed into place.
 //
-// Progress and the job's two failure alerts go to a PackageJobObserver, called on the thread that
-// runs the job; the job itself never prints (the staging area's own diagnostics go to standard
-// error). Files that do not exist are skipped silently. The staging folder is left in place.
-// SupportPackageException from creating the staging area is not caught here.
+// Progress and the job's two designed alerts go to a PackageJobObserver, called on the thread that
+// runs the job; the job itself never prints (the staging area's own diagnostics go through the
+// diagnostics sink). Files that do not exist are skipped silently; a staged file that could not be
+// written whole fails the job. The staging folder is left in place, except after a cancel, which
+// removes it: a partial collection is of no use and holds copies of the user's files.
+//
+// Cancelling: a PackageCancelFlag handed to run() may be raised from a signal handler or another
+// thread; the job then ends the running command's process group, removes its temporary archive,
+// leaves an existing archive untouched and returns Cancelled within a moment.
 #ifndef CORVIX_SUPPORT_PACKAGEJOB_H
 #define CORVIX_SUPPORT_PACKAGEJOB_H
 
@@ -13,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "PackageCancelFlag.h"
 #include "PackageRequest.h"
 #include "PackageRows.h"
 
@@ -28,18 +36,29 @@ class PackageJobObserver {
     virtual void packageAlert(const std::string& title, const std::string& message) = 0;
 };
 
+enum class PackageJobStatus {
+    Created,    // the archive is in place and was read back whole
+    Failed,     // no archive was made; an existing one is untouched; _error says why
+    Cancelled,  // stopped on request; no archive was made; an existing one is untouched
+};
+
 struct PackageJobResult {
-    bool _created = false;       // the staging area was made and the rows collected
-    int _saved = 0;              // what savePackage reported (1: manifest and archive written)
-    std::string _stagingFolder;  // left in place for inspection
-    std::string _message;        // the completion text for the user, naming the archive
+    PackageJobStatus _status = PackageJobStatus::Failed;
+    std::string _error;            // Failed: the cause, naming the path it concerns
+    std::string _archivePath;      // Created: the archive
+    int64_t _archiveSize = 0;      // Created: its size in bytes
+    std::string _sha256;           // Created: its SHA-256, of the bytes that were read back
+    std::string _stagingFolder;    // the staging folder, when one was made
+    bool _stagingRemoved = false;  // Cancelled: the staging folder is gone
+    std::string _message;          // Created: the completion text for the user, naming the archive
 };
 
 // What a dry run reports for one row: each file it would copy (with its size) or the command it
-// would run (size -1).
+// would run (size -1), and each file it would pass over, with the reason.
 struct PackagePlanItem {
     std::string _what;
     int64_t _size;
+    std::string _skipped;  // empty when the item is collected
 };
 
 struct PackagePlanRow {
@@ -52,11 +71,23 @@ class PackageJob {
   public:
     static const char* const kErrorTitle;
 
-    // Runs the whole job for request. observer may be null.
-    static PackageJobResult run(const PackageRequest& request, PackageJobObserver* observer);
+    // Runs the whole job for request. observer and cancel may be null. The request is checked
+    // first (checkRequest); a refused request fails before anything is collected.
+    static PackageJobResult run(const PackageRequest& request, PackageJobObserver* observer,
+                                const PackageCancelFlag* cancel = nullptr);
 
     // What run() would collect on this machine now, row by row; creates nothing.
     static std::vector<PackagePlanRow> plan(const PackageRequest& request);
+
+    // What the user asked for, checked before anything is collected: the e-mail address, every
+    // attachment (a readable regular file whose path fits), and the archive path when one is set
+    // (see checkArchivePath). False with the reason, naming the value, in *why.
+    static bool checkRequest(const PackageRequest& request, std::string* why);
+
+    // The archive path: a regular file to replace or a name not yet taken, in an existing folder,
+    // short enough for a path buffer. A folder, a FIFO, a device (/dev/null, /dev/full) or a
+    // socket is refused: renaming an archive over one would destroy it or write nowhere.
+    static bool checkArchivePath(const std::string& path, std::string* why);
 
     // The completion text for an archive saved at path.
     static std::string successMessage(const std::string& archivePath);

@@ -1,16 +1,15 @@
 // The manifest of a support package, "package.xml": who sent it, which product, the comment, and
 // the files by category. It is read by the support system, so it is written line by line with
 // fixed texts rather than through an XML library, and its bytes must not change.
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
 #include "SupportPackage.h"
 #include "VeskDiagnostics.h"
+#include "VeskFile.h"
 
 namespace {
-
-// The comment is escaped into a buffer of this size, reading at most one character less.
-const unsigned long kCommentBuffer = 5001;
 
 // What the platform's formatted output writes for a null text.
 const char* text(const char* value) {
@@ -65,6 +64,24 @@ void SupportPackage::urlEncodeString(char* input, char* output, unsigned long li
     encodeInto(input, output, limit, limit);
 }
 
+std::string SupportPackage::escapedWhole(const char* input) {
+    if (!input) {
+        return std::string();
+    }
+    // Sized from the escapes themselves, so nothing is ever cut; a comment whose escape fits the
+    // 5000 bytes the support system was built around comes out the same.
+    unsigned long size = 1;
+    for (const char* p = input; *p; ++p) {
+        char numeric[8];
+        const char* escape = escapeOf(*p, numeric, sizeof numeric);
+        size += escape ? strlen(escape) : 1;
+    }
+    std::string output(size, '\0');
+    encodeInto(input, &output[0], strlen(input), size);
+    output.resize(size - 1);
+    return output;
+}
+
 void SupportPackage::encodeInto(const char* input, char* output, unsigned long limit,
                                 unsigned long capacity) {
     if (!output || capacity == 0) {
@@ -100,7 +117,7 @@ int SupportPackage::writePackageInfo(_sp_package_info_struct* info, const char* 
         vesk_diagnostic("\nPackage info missing or invalid output file.");
         return 0;
     }
-    FILE* out = fopen(path, "wt");
+    FILE* out = vesk_fopenRegular(path, "w");
     if (!out) {
         vesk_diagnostic("\nCould not open \"%s\" for output.", path);
         return 0;
@@ -122,11 +139,7 @@ int SupportPackage::writePackageInfo(_sp_package_info_struct* info, const char* 
     fprintf(out, "\t<timestamp>%d</timestamp>\n", info->_timestamp);
     // The package job escapes the comment before it fills the record, so the support system
     // receives it escaped twice; that is what it decodes.
-    if (char* comment = static_cast<char*>(calloc(kCommentBuffer, 1))) {
-        encodeInto(info->_comment, comment, kCommentBuffer - 1, kCommentBuffer);
-        fprintf(out, "\t<comment>%s</comment>\n", comment);
-        free(comment);
-    }
+    fprintf(out, "\t<comment>%s</comment>\n", escapedWhole(info->_comment).c_str());
 
     if (!_systemEntries.empty()) {
         fprintf(out, "\t<!-- System information files -->\n");
@@ -147,7 +160,17 @@ int SupportPackage::writePackageInfo(_sp_package_info_struct* info, const char* 
         addAttachments(out, "attachments", &_userEntries);
     }
     fprintf(out, "</SupportInfo>\n");
-    fclose(out);
+    // A manifest cut short by a full disk must not be zipped as if it were whole.
+    bool failed = ferror(out) != 0;
+    int error = errno;
+    if (fclose(out) != 0 && !failed) {
+        failed = true;
+        error = errno;
+    }
+    if (failed) {
+        vesk_diagnostic("\nCould not write \"%s\": %s", path, strerror(error ? error : EIO));
+        return 0;
+    }
     return 1;
 }
 

@@ -5,12 +5,14 @@
 #include <cstring>
 
 bool PackageRequest::isValidEmailAddress(const char* address) {
-    if (!address) {
+    // An address longer than the form's buffer is refused whole: judging only the part that fits
+    // would pass an address that is not the one written into the manifest.
+    if (!address || strlen(address) > kEmailMaxLength) {
         return false;
     }
-    char buffer[1025];
+    char buffer[kEmailMaxLength + 1];
     memset(buffer, 0, sizeof buffer);
-    strncpy(buffer, address, 1024);
+    strncpy(buffer, address, kEmailMaxLength);
 
     regex_t expression;
     if (regcomp(&expression,

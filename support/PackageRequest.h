@@ -4,6 +4,7 @@
 #ifndef CORVIX_SUPPORT_PACKAGEREQUEST_H
 #define CORVIX_SUPPORT_PACKAGEREQUEST_H
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,8 +21,12 @@ struct PackageRequest {
     // Longest run of one captured command, in seconds; 0 or less: no limit.
     int _commandTimeout = 120;
 
-    // The support form's e-mail check: a POSIX extended regular expression over the first 1024
-    // bytes. False for null and for text it does not match.
+    // The longest e-mail address the support form's buffer holds.
+    static const size_t kEmailMaxLength = 1024;
+
+    // The support form's e-mail check: a POSIX extended regular expression over the whole
+    // address. False for null, for an address longer than kEmailMaxLength bytes (never judged in
+    // part), and for text it does not match.
     static bool isValidEmailAddress(const char* address);
 };
 

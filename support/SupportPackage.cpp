@@ -1,51 +1,38 @@
 #include "SupportPackage.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <glob.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <random>
 #include <string>
 
+#include "PackageCancelFlag.h"
 #include "SystemInfo.h"
 #include "VeskDiagnostics.h"
+#include "VeskFile.h"
+#include "VeskPath.h"
 #include "VeskPlatform.h"
 #include "Vesk_Mutex.h"
-#include "ZipBuilder.h"
 
 namespace {
 
-// Paths live in 1025-byte buffers filled with a 1024-byte limit; longer paths are cut.
-const size_t kPathBuffer = 1025;
-const size_t kPathLimit = 1024;
+// Copies move this much at a time; every block is written through before the next is read.
+const size_t kCopyBlock = 65536;
 
-// What the platform's formatted output writes for a null text argument.
-const char kNullText[] = "(null)";
+enum class CopyResult { Copied, Unreadable, WriteFailed, Interrupted };
 
-// Formats into a path buffer of kPathBuffer bytes. Paths longer than the limit are cut, never
-// rejected: every path of the package is formed this way.
-__attribute__((format(printf, 2, 3))) void formatPath(char* path, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    vsnprintf(path, kPathLimit, format, args);
-    va_end(args);
-}
-
-char* newPathBuffer() {
-    return static_cast<char*>(calloc(kPathBuffer, 1));
-}
-
-// root + separator + name, with the separator given as a character.
+// root + separator + name, with the separator given as a character; null when it does not fit.
 char* joinCategoryPath(const char* root, const char* format, const char* name) {
-    char* path = newPathBuffer();
-    if (path) {
-        formatPath(path, format, root, '/', name);
+    char* path = static_cast<char*>(calloc(kVeskPathBufferSize, 1));
+    if (path && !vesk_formatPath(path, kVeskPathBufferSize, format, root, '/', name)) {
+        free(path);
+        path = nullptr;
     }
     return path;
 }
@@ -67,6 +54,99 @@ void freeDummyInfo(_sp_package_info_struct* info) {
         free(info->_comment);
         free(info);
     }
+}
+
+bool writeAll(int fd, const char* data, size_t size) {
+    while (size > 0) {
+        ssize_t written = write(fd, data, size);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            if (written == 0) {
+                errno = ENOSPC;
+            }
+            return false;
+        }
+        data += written;
+        size -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+// Copies source to destination; *error holds errno when writing failed.
+CopyResult copyRegular(const char* source, const char* destination, const PackageCancelFlag* cancel,
+                       int* error) {
+    int in = vesk_openRegular(source, O_RDONLY);
+    if (in < 0) {
+        return CopyResult::Unreadable;
+    }
+    // A file copied onto itself is already in place; opening it for writing would empty it.
+    struct stat from, to;
+    if (fstat(in, &from) == 0 && stat(destination, &to) == 0 && from.st_dev == to.st_dev &&
+        from.st_ino == to.st_ino) {
+        close(in);
+        return CopyResult::Copied;
+    }
+    int out = vesk_openRegular(destination, O_WRONLY | O_CREAT | O_TRUNC);
+    if (out < 0) {
+        *error = errno;
+        close(in);
+        return CopyResult::WriteFailed;
+    }
+    static thread_local char block[kCopyBlock];
+    static const char kZeros[kCopyBlock] = {};
+    CopyResult result = CopyResult::Copied;
+    off_t size = 0;
+    bool endsInHole = false;
+    for (;;) {
+        if (PackageCancelFlag::isSet(cancel)) {
+            result = CopyResult::Interrupted;
+            break;
+        }
+        ssize_t got = read(in, block, sizeof block);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0) {
+            result = CopyResult::Unreadable;
+            break;
+        }
+        if (got == 0) {
+            break;
+        }
+        // A block of zeros is stepped over: a sparse file (a disk image) stays sparse and takes
+        // no room in the staging folder for its holes.
+        size += got;
+        endsInHole = memcmp(block, kZeros, static_cast<size_t>(got)) == 0;
+        bool moved = endsInHole ? lseek(out, got, SEEK_CUR) >= 0
+                                : writeAll(out, block, static_cast<size_t>(got));
+        if (!moved) {
+            *error = errno;
+            result = CopyResult::WriteFailed;
+            break;
+        }
+    }
+    if (result == CopyResult::Copied && endsInHole && ftruncate(out, size) != 0) {
+        *error = errno;
+        result = CopyResult::WriteFailed;
+    }
+    close(in);
+    if (close(out) != 0 && result == CopyResult::Copied) {
+        *error = errno;
+        result = CopyResult::WriteFailed;
+    }
+    return result;
+}
+
+// "name (n).ext" for the n-th file of a name: the number goes before the extension (the text
+// from the last '.' that is not the name's first character).
+std::string numberedName(const std::string& name, int n) {
+    size_t dot = name.rfind('.');
+    if (dot == std::string::npos || dot == 0) {
+        dot = name.size();
+    }
+    return name.substr(0, dot) + " (" + std::to_string(n) + ")" + name.substr(dot);
 }
 
 }  // namespace
@@ -116,24 +196,22 @@ SupportPackage::~SupportPackage() {
 }
 
 SupportPackage* SupportPackage::createSupportPackage() {
-    char root[kPathBuffer] = {0};
-    if (!createTempDirectory(root, kPathLimit)) {
+    char root[kVeskPathBufferSize] = {0};
+    if (!createTempDirectory(root, kVeskPathBufferSize - 1)) {
         throw SupportPackageException("Could not create temporary path.");
     }
-    char path[kPathBuffer] = {0};
-    formatPath(path, "%s%c%s", root, '/', "system");
-    if (mkdir(path, 0777) != 0) {
+    char path[kVeskPathBufferSize];
+    if (!vesk_formatPath(path, sizeof path, "%s%c%s", root, '/', "system") ||
+        mkdir(path, 0777) != 0) {
         throw SupportPackageException("Could not create system info path.");
     }
-    memset(path, 0, sizeof path);
-    formatPath(path, "%s%c%s", root, '/', "user");
-    if (mkdir(path, 0777) != 0) {
+    if (!vesk_formatPath(path, sizeof path, "%s%c%s", root, '/', "user") ||
+        mkdir(path, 0777) != 0) {
         vesk_diagnostic("\nError creating usr path: %s", strerror(errno));
         return nullptr;
     }
-    memset(path, 0, sizeof path);
-    formatPath(path, "%s%c%s", root, '/', "application");
-    if (mkdir(path, 0777) != 0) {
+    if (!vesk_formatPath(path, sizeof path, "%s%c%s", root, '/', "application") ||
+        mkdir(path, 0777) != 0) {
         vesk_diagnostic("\nError creating app path: %s", strerror(errno));
         return nullptr;
     }
@@ -144,9 +222,15 @@ int SupportPackage::createTempDirectory(char* buffer, unsigned long length) {
     if (!buffer) {
         return 0;
     }
-    char tmpl[kPathBuffer] = {0};
-    formatPath(tmpl, "%s/osp_XXXXXXX", vesk_temporaryFolder().c_str());
-    if (!mkdtemp(tmpl)) {
+    // mkdtemp here replaces only the last six X's of "osp_XXXXXXX", which would leave every
+    // name starting "osp_X": the first of the seven random characters is drawn here. A template
+    // cut short would lose its X's, and with them the random part of the name.
+    static const char kLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    char first = kLetters[std::random_device()() % (sizeof kLetters - 1)];
+    char tmpl[kVeskPathBufferSize];
+    if (!vesk_formatPath(tmpl, sizeof tmpl, "%s/osp_%cXXXXXX", vesk_temporaryFolder().c_str(),
+                         first) ||
+        !mkdtemp(tmpl)) {
         return 0;
     }
     strncpy(buffer, tmpl, length);
@@ -158,55 +242,91 @@ int SupportPackage::getPathToDesktop(char* buffer, unsigned long length) {
     if (!buffer || length == 0 || !vesk_desktopFolder(&desktop)) {
         return 0;
     }
-    size_t n = desktop.size() < length - 1 ? desktop.size() : length - 1;
-    memcpy(buffer, desktop.data(), n);
-    buffer[n] = '\0';
+    buffer[0] = '\0';
+    if (desktop.size() > length - 1) {
+        vesk_reportPathTooLong(desktop);
+        return 0;
+    }
+    memcpy(buffer, desktop.c_str(), desktop.size() + 1);
     return 1;
+}
+
+void SupportPackage::noteStagingFailure(const std::string& what, int error) {
+    if (_stagingError.empty()) {
+        _stagingError = what + ": " + strerror(error ? error : EIO);
+    }
+}
+
+std::string SupportPackage::stageFile(const char* source, const char* folder, const char* baseName,
+                                      bool numbered) {
+    std::string name = baseName;
+    char destination[kVeskPathBufferSize];
+    for (int n = 2;; ++n) {
+        if (!vesk_formatPath(destination, sizeof destination, "%s/%s", folder, name.c_str())) {
+            return std::string();
+        }
+        if (!numbered || _stagedFiles.count(destination) == 0) {
+            break;
+        }
+        name = numberedName(baseName, n);
+    }
+    int error = 0;
+    CopyResult result = copyRegular(source, destination, _cancel, &error);
+    if (result == CopyResult::Copied) {
+        _stagedFiles.insert(destination);
+        return name;
+    }
+    // A partial copy would go into the archive as if it were the whole file.
+    unlink(destination);
+    if (result == CopyResult::WriteFailed) {
+        noteStagingFailure(destination, error);
+    }
+    return std::string();
 }
 
 int SupportPackage::addFileToDir(const char* source, const char* target, _sp_support_info_type type,
                                  const char* feature) {
-    if (!source || !target) {
+    if (!source || !target || PackageCancelFlag::isSet(_cancel)) {
         return 0;
     }
-    char sourcePath[kPathBuffer] = {0};
-    strncpy(sourcePath, source, kPathLimit);
-
-    char featureFolder[kPathBuffer] = {0};
+    if (!vesk_pathFits(source)) {
+        vesk_reportPathTooLong(source);
+        return 0;
+    }
+    char featureFolder[kVeskPathBufferSize];
     if (feature) {
-        formatPath(featureFolder, "%s/%s", target, feature);
+        if (!vesk_formatPath(featureFolder, sizeof featureFolder, "%s/%s", target, feature)) {
+            return 0;
+        }
         target = featureFolder;
         if (!PathFileExists(target) && mkdir(target, 0777) != 0) {
             throw SupportPackageException("Could not create system info path.");
         }
     }
 
-    const char* slash = strrchr(sourcePath, '/');
-    const char* baseName = slash ? slash + 1 : nullptr;
-
-    char destination[kPathBuffer] = {0};
-    formatPath(destination, "%s/%s", target, baseName ? baseName : kNullText);
-    if (!copyFile(sourcePath, destination)) {
+    // A source without a folder ("crash.log") names a file of the working folder.
+    const char* slash = strrchr(source, '/');
+    const char* baseName = slash ? slash + 1 : source;
+    bool user = type != SP_INFO_NONE && type != SP_INFO_SYSTEM && type != SP_INFO_APPLICATION;
+    // The user's attachments often share a name (crash.log from two folders): none replaces
+    // another.
+    std::string name = stageFile(source, target, baseName, user);
+    if (name.empty() || type == SP_INFO_NONE) {
         return 0;
     }
-
-    if (baseName && type != SP_INFO_NONE) {
-        // Built by concatenation, so that a '%' in a file name is taken as it stands.
-        std::string entry = categoryWord(type);
+    // Built by concatenation, so that a '%' in a file name is taken as it stands. The entry is
+    // shorter than the destination path, which fitted.
+    std::string entry = categoryWord(type);
+    entry += '/';
+    if (feature) {
+        entry += feature;
         entry += '/';
-        if (feature) {
-            entry += feature;
-            entry += '/';
-        }
-        entry += baseName;
-        if (entry.size() > kPathLimit - 1) {
-            entry.resize(kPathLimit - 1);
-        }
-        std::vector<std::string>& list = type == SP_INFO_SYSTEM        ? _systemEntries
-                                         : type == SP_INFO_APPLICATION ? _applicationEntries
-                                                                       : _userEntries;
-        list.push_back(entry);
     }
+    entry += name;
+    std::vector<std::string>& list = type == SP_INFO_SYSTEM        ? _systemEntries
+                                     : type == SP_INFO_APPLICATION ? _applicationEntries
+                                                                   : _userEntries;
+    list.push_back(entry);
     // Callers cannot tell a copy from a skip by the result; none of them needs to.
     return 0;
 }
@@ -235,10 +355,8 @@ int SupportPackage::addFilesToDir(const char* pattern, const char* target, bool 
     glob_t matches;
     memset(&matches, 0, sizeof matches);
     int result = glob(pattern, GLOB_TILDE, nullptr, &matches);
-    if (matches.gl_pathc > 0) {
-        for (size_t i = 0; i < matches.gl_pathc; ++i) {
-            result = addFileToDir(matches.gl_pathv[i], target, type, feature);
-        }
+    for (size_t i = 0; i < matches.gl_pathc && !PackageCancelFlag::isSet(_cancel); ++i) {
+        result = addFileToDir(matches.gl_pathv[i], target, type, feature);
     }
     globfree(&matches);
     return result;
@@ -260,60 +378,8 @@ int SupportPackage::copyFile(const char* source, const char* destination) {
     if (!source || !destination) {
         return 0;
     }
-    // Opened without blocking and checked before reading: a FIFO, socket or device found by a
-    // glob must not hold up the package job.
-    int fd = open(source, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) {
-        return 0;
-    }
-    struct stat info;
-    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-        close(fd);
-        return 0;
-    }
-    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
-    FILE* in = fdopen(fd, "rb");
-    if (!in) {
-        close(fd);
-        return 0;
-    }
-    FILE* out = fopen(destination, "wb");
-    if (!out) {
-        fclose(in);
-        return 0;
-    }
-    char block[1024];
-    for (;;) {
-        size_t got = fread(block, 1, sizeof block, in);
-        if (got == 0) {
-            fclose(in);
-            // Blocks wait in the stream's buffer, so a full disk may only show when it is closed.
-            return fclose(out) == 0 ? 1 : 0;
-        }
-        if (fwrite(block, 1, got, out) < got) {
-            fclose(in);
-            fclose(out);
-            return 0;
-        }
-    }
-}
-
-int SupportPackage::savePackage(const char* archivePath) {
-    if (!_packageInfo) {
-        vesk_diagnostic("\nPackage info is null.");
-        return 0;
-    }
-    if (!archivePath) {
-        vesk_diagnostic("SupportPackage::savePackage - not path given.");
-        return 0;
-    }
-    std::string manifest = std::string(_contentsPath ? _contentsPath : kNullText) + "/package.xml";
-    if (!writePackageInfo(_packageInfo, manifest.c_str())) {
-        return 0;
-    }
-    ZipBuilder zip(archivePath, false);
-    zip.addFolderToZip(_contentsPath, true, _contentsPath);
-    return 1;
+    int error = 0;
+    return copyRegular(source, destination, nullptr, &error) == CopyResult::Copied ? 1 : 0;
 }
 
 int SupportPackage::loadSupportPackage(const char*) {

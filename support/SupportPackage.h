@@ -15,23 +15,32 @@
 // package from several threads run one after the other.
 //
 // Failure: results are 1 / 0 (see each operation); the copy operations report 0 whatever
-// happened, as their callers never look. Diagnostics go to standard error, each beginning with a
-// newline, never to the product log. Exceptions are SupportPackageException only: a category or
-// feature folder that cannot be made, or a capture pipe that cannot be made. A failed fork ends
-// the program with status 1.
+// happened, as their callers never look. A staged file or capture that could not be written whole
+// (a full or broken staging disk) is remembered in stagingError() instead, so that the package is
+// never reported whole when it is not. Diagnostics go through the diagnostics sink
+// (vesk_diagnostic), each beginning with a newline, never to the product log. A path that does
+// not fit a path buffer is refused with a message naming it, never cut. Exceptions are
+// SupportPackageException only: a category or feature folder that cannot be made, or a capture
+// pipe that cannot be made. A failed fork ends the program with status 1.
+//
+// Cancelling: with a cancel flag set (setCancelFlag), copies, captures and the archive stop soon
+// after the flag is raised; a running command's process group is ended.
 //
 // Implementation: SupportPackage.cpp (folders and copying), SupportPackageCapture.cpp (command
-// capture) and PackageManifest.cpp (manifest).
+// capture), SupportPackageArchive.cpp (saving) and PackageManifest.cpp (manifest).
 #ifndef CORVIX_SUPPORT_SUPPORTPACKAGE_H
 #define CORVIX_SUPPORT_SUPPORTPACKAGE_H
 
+#include <cstdint>
 #include <cstdio>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "SupportPackageException.h"
 #include "Vesk_Thread.h"
 
+class PackageCancelFlag;
 class Vesk_Mutex;
 
 // The category of a copied file. Any value above 3 counts as user.
@@ -57,6 +66,14 @@ struct _sp_package_info_struct {
     int _timestamp;         // <timestamp>, seconds since 1970
 };
 
+// What savePackage made of the archive, for a caller that reports it.
+struct PackageArchive {
+    std::string _error;         // why no archive was made; empty when it was
+    bool _interrupted = false;  // the cancel flag stopped it
+    int64_t _size = 0;          // the archive renamed into place: its size
+    std::string _sha256;        // and its SHA-256, taken from the bytes that were read back
+};
+
 class SupportPackage : public Vesk_Runnable {
   public:
     // Default limit of one captured command's run time, in seconds.
@@ -78,20 +95,23 @@ class SupportPackage : public Vesk_Runnable {
     SupportPackage(const SupportPackage&) = delete;
     SupportPackage& operator=(const SupportPackage&) = delete;
 
-    // Makes "<temporary folder>/osp_" + 7 random characters (mode 0700) and copies its path into
-    // buffer with strncpy semantics (at most length bytes). 0 for a null buffer or when the folder
-    // cannot be made, else 1.
+    // Makes "<temporary folder>/osp_" + 7 random letters and digits (mode 0700) and copies its
+    // path into buffer with strncpy semantics (at most length bytes). 0 for a null buffer or when
+    // the folder cannot be made, else 1.
     static int createTempDirectory(char* buffer, unsigned long length);
 
-    // The user's Desktop folder into buffer (cut to length - 1 bytes and terminated); 1 on
-    // success, 0 for a null or empty buffer or when there is no home folder. Not created.
+    // The user's Desktop folder into buffer; 1 on success, 0 for a null or empty buffer, when
+    // there is no home folder, or when the path does not fit in length - 1 bytes (the buffer is
+    // then left empty: a cut path would name another folder). Not created.
     static int getPathToDesktop(char* buffer, unsigned long length);
 
     // Copies source into target (feature subfolder made with mode 0777 when a feature is given;
     // throws if it cannot be made) under its base name, and records the entry
     // "<category>[/<feature>]/<base name>" when the copy succeeded and type is not SP_INFO_NONE.
-    // A source without '/' has no base name: it is copied as "(null)" and not recorded. Always
-    // returns 0.
+    // A source without '/' names a file of the working folder and is its own base name. In the
+    // user category a name this package already copied in gets a number: the second "crash.log"
+    // arrives as "crash (2).log", and is recorded so. A copy that fails leaves no partial file
+    // behind. Always returns 0.
     int addFileToDir(const char* source, const char* target, _sp_support_info_type type,
                      const char* feature);
     int addFileToApp(const char* source, const char* feature);
@@ -109,9 +129,14 @@ class SupportPackage : public Vesk_Runnable {
     int addFilesToSys(const char* pattern, bool recursive, const char* feature);
     int addFilesToUsr(const char* pattern, bool recursive, const char* feature);
 
-    // Copies a regular file in 1024-byte blocks; 1 on success. 0 when the source is not a regular
-    // file (FIFOs, sockets and devices are refused without blocking), when either file cannot be
-    // opened, or when not every byte could be written (the partial destination is left in place).
+    // Copies a regular file; 1 when every byte was read and written (or source and destination
+    // are one file, which is left as it is). Each block is written through to the file as it
+    // goes, so a full disk shows at the block that did not fit, and the final close has nothing
+    // left to flush; blocks of zeros become holes, so a sparse file stays sparse. 0 when the
+    // source or the destination is not a regular file
+    // (FIFOs, sockets and devices are refused without blocking), when either cannot be opened,
+    // when reading fails, or when not every byte could be written (the partial destination is
+    // left in place).
     static int copyFile(const char* source, const char* destination);
 
     // Deletes the tree at path without following symbolic links (a link is removed, not its
@@ -125,14 +150,24 @@ class SupportPackage : public Vesk_Runnable {
     // stores its standard output as system/<fileName> ("wt", or "at" when append is set; only a
     // "wt" capture records the manifest entry). Standard error is not captured. A command still
     // running after the command timeout gets SIGTERM, then SIGKILL, for its whole group; what it
-    // wrote is kept. Returns when the child has been reaped. Does nothing for a null argument.
-    // Throws when the pipe cannot be made; the lock then stays held, so the package takes no
-    // further captures.
+    // wrote is kept. When the cancel flag is raised the group is ended at once. Returns when the
+    // child has been reaped. Does nothing for a null argument or once cancelled. Throws when the
+    // pipe cannot be made; the lock then stays held, so the package takes no further captures.
     void addOutputToSys(const char* command, const char* fileName, bool append);
 
     // Limit of one captured command's run time in seconds; 0 or less: no limit.
     void setCommandTimeout(int seconds) { _commandTimeout = seconds; }
     int commandTimeout() const { return _commandTimeout; }
+
+    // The flag that stops this package's copies, captures and archive (not owned; it must outlive
+    // the package). Null: nothing stops them.
+    void setCancelFlag(const PackageCancelFlag* flag) { _cancel = flag; }
+
+    // The first staged file, capture or report that could not be written whole, with the cause
+    // ("system/shm.txt: No space left on device"); empty while every write succeeded.
+    const std::string& stagingError() const { return _stagingError; }
+    // Records such a failure (the first one is kept).
+    void noteStagingFailure(const std::string& what, int error);
 
     // Vesk_Runnable. run() is the capture loop of addOutputToSys, called on the capturing thread:
     // it copies the child's output into the capture file (if open) until the output ends, then
@@ -156,9 +191,14 @@ class SupportPackage : public Vesk_Runnable {
     void setPackageInfo(_sp_package_info_struct* info) { _packageInfo = info; }
 
     // Writes contents/package.xml and zips the contents folder (entries relative to it) to
-    // archivePath. 0 without package info, path, or when the manifest cannot be written (no
-    // archive is made then); else 1. The folder is left on disk.
-    int savePackage(const char* archivePath);
+    // archivePath. The archive is written beside archivePath under a temporary name, read back
+    // whole (every entry's CRC-32), synced and only then renamed over archivePath; on any failure
+    // the temporary file is removed and an existing archive stays exactly as it was. 1 when the
+    // archive is in place, else 0: without package info or path, when the manifest cannot be
+    // written, or when the archive could not be written, read back or renamed. archive (when not
+    // null) says why, or the size and SHA-256 of what was renamed into place. The folder is left
+    // on disk.
+    int savePackage(const char* archivePath, PackageArchive* archive = nullptr);
 
     // Reading a saved package back is not supported; 0.
     int loadSupportPackage(const char* path);
@@ -169,7 +209,8 @@ class SupportPackage : public Vesk_Runnable {
     // ---- manifest (PackageManifest.cpp) ----
 
     // Writes the manifest of info and the recorded entries to path; raises info's version to 1
-    // when below. 1 on success, 0 (with a diagnostic) for a null argument or an unopenable file.
+    // when below. The comment is escaped whole, however long. 1 on success, 0 (with a diagnostic)
+    // for a null argument, a file that cannot be opened, or one that could not be written whole.
     int writePackageInfo(_sp_package_info_struct* info, const char* path);
 
     // Writes one manifest section named element listing entries; nothing if an argument is null.
@@ -186,6 +227,9 @@ class SupportPackage : public Vesk_Runnable {
     // null input gives the empty text.
     static void urlEncodeString(char* input, char* output, unsigned long limit);
 
+    // urlEncodeString of the whole text, never cut (the result is sized from the escapes).
+    static std::string escapedWhole(const char* input);
+
     // The entry lists, in the order entries were recorded.
     const std::vector<std::string>& systemEntries() const { return _systemEntries; }
     const std::vector<std::string>& applicationEntries() const { return _applicationEntries; }
@@ -196,9 +240,18 @@ class SupportPackage : public Vesk_Runnable {
     static void encodeInto(const char* input, char* output, unsigned long limit,
                            unsigned long capacity);
 
+    // The copy of addFileToDir: copyFile's work, with the cancel flag, the destination's number
+    // and a failure to write remembered as the staging error. Returns the name it arrived under,
+    // or an empty text when it did not arrive.
+    std::string stageFile(const char* source, const char* folder, const char* baseName,
+                          bool numbered);
+    // Writes the archive of the contents folder to archivePath (see savePackage).
+    bool writeArchive(const char* archivePath, PackageArchive* archive);
+
     // Capture helpers (SupportPackageCapture.cpp): wait until the child's output is readable or
     // the command's time is up; end the child's group step by step; reap the child.
     bool waitForChildOutput();
+    bool captureTimeIsUp();
     bool endChildGroup();
     void reapChild();
 
@@ -222,6 +275,10 @@ class SupportPackage : public Vesk_Runnable {
     long long _captureDeadline;           // monotonic milliseconds; meaningful while a child runs
     int _captureStage;                    // 0 running, 1 terminated, 2 killed, 3 given up
     _sp_package_info_struct* _dummyInfo;  // owned; made by _genDummyPackInfo
+    const PackageCancelFlag* _cancel = nullptr;
+    std::string _stagingError;
+    std::string _captureName;  // the running capture's manifest entry, for failure messages
+    std::set<std::string> _stagedFiles;  // every file copied in, so that none is replaced
 };
 
 #endif

@@ -4,7 +4,8 @@
 // waits with poll() until data arrives or the command's time is up, so a hung command cannot hold
 // the package job. When time is up the child's process group gets SIGTERM, after a grace period
 // SIGKILL, and after another grace period the reader stops waiting for the end of the output (a
-// descendant that left the group may still hold the pipe open).
+// descendant that left the group may still hold the pipe open). A raised cancel flag ends the
+// group the same way at once, with a shorter grace period: the user is waiting.
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -17,13 +18,19 @@
 #include <cstring>
 #include <ctime>
 
+#include "PackageCancelFlag.h"
 #include "SupportPackage.h"
 #include "VeskDiagnostics.h"
+#include "VeskFile.h"
+#include "VeskPath.h"
 #include "Vesk_Mutex.h"
 
 namespace {
 
 const long long kKillGraceMs = 2000;
+const long long kCancelGraceMs = 300;
+// How long a wait may go without looking at the cancel flag.
+const int kCancelPollMs = 50;
 const useconds_t kReapPollMicros = 5000;
 
 long long monotonicMs() {
@@ -35,7 +42,7 @@ long long monotonicMs() {
 }  // namespace
 
 void SupportPackage::addOutputToSys(const char* command, const char* fileName, bool append) {
-    if (!command || !fileName) {
+    if (!command || !fileName || PackageCancelFlag::isSet(_cancel)) {
         return;
     }
     _lock->lock();
@@ -48,6 +55,9 @@ void SupportPackage::addOutputToSys(const char* command, const char* fileName, b
     _captureStage = 0;
     _captureDeadline = _commandTimeout > 0 ? monotonicMs() + _commandTimeout * 1000LL : 0;
 
+    // What this process has buffered would otherwise be written a second time by the child.
+    fflush(stdout);
+    fflush(stderr);
     pid_t pid = fork();
     _childPid = pid;
     if (pid < 0) {
@@ -90,9 +100,13 @@ void SupportPackage::addOutputToSys(const char* command, const char* fileName, b
         fclose(_captureFile);
         _captureFile = nullptr;
     }
-    char path[1025] = {0};
-    snprintf(path, 1024, "%s/%s", _systemPath ? _systemPath : "(null)", fileName);
-    _captureFile = fopen(path, append ? "at" : "wt");
+    char path[kVeskPathBufferSize];
+    if (vesk_formatPath(path, sizeof path, "%s/%s", _systemPath ? _systemPath : "(null)",
+                        fileName)) {
+        _captureFile = vesk_fopenRegular(path, append ? "a" : "w");
+    } else {
+        errno = ENAMETOOLONG;
+    }
     // Only the first capture into a file lists it; appended captures extend the same entry.
     if (!append) {
         _systemEntries.push_back(std::string("system/") + fileName);
@@ -100,6 +114,7 @@ void SupportPackage::addOutputToSys(const char* command, const char* fileName, b
     if (!_captureFile) {
         vesk_diagnostic("\n**Error %s\n\n", strerror(errno));
     }
+    _captureName = std::string("system/") + fileName;
 
     run();
     _lock->unlock();
@@ -110,14 +125,16 @@ void SupportPackage::run() {
         char buffer[1025] = {0};
         if (getInputFromChild(buffer, 1024) == 1) {
             // Without a capture file the output is still read, so the child can finish.
-            if (_captureFile) {
-                fputs(buffer, _captureFile);
+            if (_captureFile && fputs(buffer, _captureFile) == EOF) {
+                noteStagingFailure(_captureName, errno);
             }
             continue;
         }
         reapChild();
         if (_captureFile) {
-            fclose(_captureFile);
+            if (fclose(_captureFile) != 0) {
+                noteStagingFailure(_captureName, errno);
+            }
             _captureFile = nullptr;
         }
         return;
@@ -150,18 +167,28 @@ int SupportPackage::getInputFromChild(char* buffer, int count) {
     return 0;
 }
 
+bool SupportPackage::captureTimeIsUp() {
+    if (_captureStage == 0 && PackageCancelFlag::isSet(_cancel)) {
+        _captureDeadline = monotonicMs();
+    }
+    return _captureDeadline > 0 && _captureDeadline - monotonicMs() <= 0;
+}
+
 bool SupportPackage::waitForChildOutput() {
     for (;;) {
+        if (captureTimeIsUp()) {
+            if (!endChildGroup()) {
+                return false;
+            }
+            continue;
+        }
         int waitMs = -1;
         if (_captureDeadline > 0) {
             long long left = _captureDeadline - monotonicMs();
-            if (left <= 0) {
-                if (!endChildGroup()) {
-                    return false;
-                }
-                continue;
-            }
             waitMs = left > INT_MAX ? INT_MAX : static_cast<int>(left);
+        }
+        if (_cancel && (waitMs < 0 || waitMs > kCancelPollMs)) {
+            waitMs = kCancelPollMs;
         }
         struct pollfd readable = {fileno_unlocked(_childOutput), POLLIN, 0};
         int ready = poll(&readable, 1, waitMs);
@@ -180,15 +207,16 @@ bool SupportPackage::endChildGroup() {
         _captureStage = 3;
         return false;
     }
+    bool cancelled = PackageCancelFlag::isSet(_cancel);
     int signal = _captureStage == 0 ? SIGTERM : SIGKILL;
-    if (_captureStage == 0) {
+    if (_captureStage == 0 && !cancelled) {
         vesk_diagnostic("\nCommand still running after %d seconds; ending it.", _commandTimeout);
     }
     if (kill(-_childPid, signal) != 0) {
         kill(_childPid, signal);
     }
     ++_captureStage;
-    _captureDeadline = monotonicMs() + kKillGraceMs;
+    _captureDeadline = monotonicMs() + (cancelled ? kCancelGraceMs : kKillGraceMs);
     return true;
 }
 
@@ -197,13 +225,13 @@ void SupportPackage::reapChild() {
         return;
     }
     for (;;) {
-        bool timed = _captureDeadline > 0 && _captureStage < 3;
+        bool timed = (_captureDeadline > 0 || _cancel) && _captureStage < 3;
         pid_t done = waitpid(_childPid, nullptr, timed ? WNOHANG : 0);
         if (done == _childPid || (done < 0 && errno != EINTR)) {
             break;
         }
         if (done == 0) {
-            if (_captureDeadline - monotonicMs() <= 0) {
+            if (captureTimeIsUp()) {
                 endChildGroup();
             } else {
                 usleep(kReapPollMicros);

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "VeskDiagnostics.h"
+#include "VeskFile.h"
 #include "VeskPlatform.h"
 
 namespace {
@@ -131,7 +132,7 @@ int SystemInfo::outputToXML(const char* path) {
     if (path == nullptr) {
         return 0;
     }
-    FILE* file = fopen(path, "wt");
+    FILE* file = vesk_fopenRegular(path, "w");
     if (file == nullptr) {
         return 0;
     }
@@ -153,8 +154,9 @@ int SystemInfo::outputToXML(const char* path) {
             static_cast<long>(getTotalMemoryInMB()));
     fprintf(file, "\t</hardware>\n");
     fprintf(file, "</system_info>\n");
-    fclose(file);
-    return 1;
+    // A report cut short by a full disk is not a report.
+    bool written = ferror(file) == 0;
+    return fclose(file) == 0 && written ? 1 : 0;
 }
 
 int PathFileExists(const char* path) {

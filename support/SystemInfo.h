@@ -8,7 +8,9 @@
 //
 // Threads: the singleton is not guarded; create it (first instance() call) on one thread. The
 // getters may then be called from the thread that owns the report (the package job's worker).
-// Failure: only the processor-count and memory messages are printed, to standard error.
+// Failure: only the processor-count and memory messages are written, through the diagnostics
+// sink (standard error by default); a system file that cannot be read safely (a FIFO in place of
+// os-release) is reported by the platform seam.
 #ifndef CORVIX_SUPPORT_SYSTEMINFO_H
 #define CORVIX_SUPPORT_SYSTEMINFO_H
 
@@ -47,8 +49,9 @@ class SystemInfo {
     // message to standard error and returns 0.
     int32_t getTotalMemoryInMB();
 
-    // Writes the 13-line report to path (mode "wt"); 1 on success, 0 if path is null or the file
-    // cannot be opened. Values are not escaped.
+    // Writes the 13-line report to path (mode "wt"); 1 on success, 0 if path is null, the file
+    // cannot be opened (or is not a regular file) or could not be written whole. Values are not
+    // escaped.
     int outputToXML(const char* path);
 
   protected:

@@ -2,21 +2,87 @@
 #include "ZipBuilder.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <minizip/zip.h>
 
-#include <cstdio>
+#include <cerrno>
 #include <cstring>
 #include <ctime>
 
+#include "PackageCancelFlag.h"
+#include "VeskFile.h"
+#include "VeskPath.h"
+
+// A caller's stream under minizip's file functions. The error of the first failed write or
+// flush is kept, because minizip itself only says that something failed.
+struct ZipStreamState {
+    FILE* stream;
+    int error;
+};
+
 namespace {
 
-const size_t kPathBufferSize = 1025;  // the shared path buffers: cleared, filled to 1024 bytes
-const size_t kReadBlockSize = 1024;   // files are read in 1 KiB blocks
+const size_t kReadBlockSize = 1024;  // files are read in 1 KiB blocks
 
 zipFile handle(void* p) {
     return static_cast<zipFile>(p);
+}
+
+ZipStreamState* stateOf(voidpf opaque) {
+    return static_cast<ZipStreamState*>(opaque);
+}
+
+void keepError(ZipStreamState* state) {
+    if (state->error == 0) {
+        state->error = errno ? errno : EIO;
+    }
+}
+
+voidpf streamOpen(voidpf opaque, const void*, int) {
+    return stateOf(opaque)->stream;
+}
+
+uLong streamRead(voidpf, voidpf stream, void* buffer, uLong size) {
+    return static_cast<uLong>(fread(buffer, 1, size, static_cast<FILE*>(stream)));
+}
+
+uLong streamWrite(voidpf opaque, voidpf stream, const void* buffer, uLong size) {
+    size_t written = fwrite(buffer, 1, size, static_cast<FILE*>(stream));
+    if (written < size) {
+        keepError(stateOf(opaque));
+    }
+    return static_cast<uLong>(written);
+}
+
+ZPOS64_T streamTell(voidpf, voidpf stream) {
+    return static_cast<ZPOS64_T>(ftello(static_cast<FILE*>(stream)));
+}
+
+long streamSeek(voidpf opaque, voidpf stream, ZPOS64_T offset, int origin) {
+    int whence = origin == ZLIB_FILEFUNC_SEEK_CUR   ? SEEK_CUR
+                 : origin == ZLIB_FILEFUNC_SEEK_END ? SEEK_END
+                                                    : SEEK_SET;
+    if (fseeko(static_cast<FILE*>(stream), static_cast<off_t>(offset), whence) != 0) {
+        keepError(stateOf(opaque));
+        return -1;
+    }
+    return 0;
+}
+
+// The stream stays open for its owner; closing the archive only pushes out what is buffered.
+int streamClose(voidpf opaque, voidpf stream) {
+    if (fflush(static_cast<FILE*>(stream)) != 0) {
+        keepError(stateOf(opaque));
+        return -1;
+    }
+    return 0;
+}
+
+int streamError(voidpf opaque, voidpf stream) {
+    return stateOf(opaque)->error != 0 || ferror(static_cast<FILE*>(stream)) ? 1 : 0;
 }
 
 // True when the directory entry is a folder. readdir's type decides; file systems that do not
@@ -36,8 +102,20 @@ bool isFolder(const struct dirent* entry, const char* fullPath) {
 
 ZipBuilder::ZipBuilder(const char* path, bool append) : _zipFile(nullptr) {
     if (path != nullptr) {
-        // zipOpen64: the archive may need ZIP64 records.
         _zipFile = zipOpen64(path, append ? APPEND_STATUS_CREATEAFTER : APPEND_STATUS_CREATE);
+        if (_zipFile == nullptr) {
+            fail(std::string(path) + ": " + strerror(errno ? errno : EIO));
+        }
+    }
+}
+
+ZipBuilder::ZipBuilder(FILE* stream)
+    : _zipFile(nullptr), _streamState(new ZipStreamState{stream, 0}) {
+    zlib_filefunc64_def functions = {streamOpen, streamRead,  streamWrite, streamTell,
+                                     streamSeek, streamClose, streamError, _streamState.get()};
+    _zipFile = stream ? zipOpen2_64("", APPEND_STATUS_CREATE, nullptr, &functions) : nullptr;
+    if (_zipFile == nullptr) {
+        fail(ZIP_ERRNO);
     }
 }
 
@@ -45,10 +123,34 @@ ZipBuilder::~ZipBuilder() {
     closeFile();
 }
 
+void ZipBuilder::fail(const std::string& why) {
+    if (_error.empty()) {
+        _error = why.empty() ? "the archive could not be written" : why;
+    }
+}
+
+void ZipBuilder::fail(int zipResult) {
+    int error = _streamState && _streamState->error ? _streamState->error : errno;
+    switch (zipResult) {
+        case ZIP_BADZIPFILE:
+            fail("an entry outgrew the sizes a plain ZIP entry can hold");
+            break;
+        case ZIP_INTERNALERROR:
+            fail("the compressor failed");
+            break;
+        default:
+            fail(strerror(error ? error : EIO));
+            break;
+    }
+}
+
 void ZipBuilder::closeFile() {
     if (_zipFile != nullptr) {
-        zipClose(handle(_zipFile), nullptr);
+        int result = zipClose(handle(_zipFile), nullptr);
         _zipFile = nullptr;
+        if (result != ZIP_OK) {
+            fail(result);
+        }
     }
 }
 
@@ -65,22 +167,20 @@ void ZipBuilder::swapInUnixPathSeparators(char* path) {
 
 int ZipBuilder::getFileTime(const char* path, tm_zip_s* date, unsigned long* dosDate) {
     (void)dosDate;  // minizip derives the DOS date from the fields itself
-    char name[1024];
-    memset(name, 0, sizeof(name));
-    if (path != nullptr) {
-        strncpy(name, path, sizeof(name) - 1);
-    }
-    size_t length = strlen(name);
-    if (length > 0 && name[length - 1] == '/') {
-        name[length - 1] = '\0';
-    }
-
+    char name[kVeskPathBufferSize] = {0};
     int result = 0;
     time_t modified = 0;
-    struct stat st;
-    if (path != nullptr && stat(name, &st) == 0) {
-        modified = st.st_mtime;
-        result = 1;
+    // A path that does not fit is not cut to another file's name: it has no time.
+    if (path != nullptr && vesk_formatPathQuietly(name, sizeof name, "%s", path)) {
+        size_t length = strlen(name);
+        if (length > 0 && name[length - 1] == '/') {
+            name[length - 1] = '\0';
+        }
+        struct stat st;
+        if (stat(name, &st) == 0) {
+            modified = st.st_mtime;
+            result = 1;
+        }
     }
     struct tm local;
     memset(&local, 0, sizeof(local));
@@ -107,10 +207,15 @@ int ZipBuilder::addFolderToZip(const char* folder, bool recursive, const char* b
     size_t folderLength = strlen(folder);
     bool endsInSlash = folder[folderLength - 1] == '/';
     while (struct dirent* entry = readdir(dir)) {
-        char fullPath[kPathBufferSize];
-        memset(fullPath, 0, sizeof(fullPath));
-        snprintf(fullPath, kPathBufferSize - 1, endsInSlash ? "%s%s" : "%s/%s", folder,
-                 entry->d_name);
+        if (!ok()) {
+            break;  // the archive is lost already; adding more only costs time
+        }
+        char fullPath[kVeskPathBufferSize];
+        if (!vesk_formatPath(fullPath, sizeof fullPath, endsInSlash ? "%s%s" : "%s/%s", folder,
+                             entry->d_name)) {
+            fail(std::string("a path too long to archive below ") + folder);
+            break;
+        }
         if (recursive && isFolder(entry, fullPath)) {
             // Skips ".", ".." and every hidden folder.
             if (entry->d_name[0] != '.') {
@@ -135,7 +240,7 @@ int ZipBuilder::addFileToZip(const char* path, const char* base) {
     getFileTime(path, &info.tmz_date, &info.dosDate);
     memset(&info, 0, sizeof(info));
 
-    FILE* file = fopen(path, "rb");
+    FILE* file = vesk_fopenRegular(path, "rb");
     if (file == nullptr) {
         return 0;
     }
@@ -156,27 +261,51 @@ int ZipBuilder::addFileToZip(const char* path, const char* base) {
     if (*point != '\0') {
         ++point;  // skip the separator
     }
-    char entryName[kPathBufferSize];
-    memset(entryName, 0, sizeof(entryName));
-    strncpy(entryName, point, kPathBufferSize - 1);
-    swapInUnixPathSeparators(entryName);
+    if (!ok()) {
+        fclose(file);  // the archive is lost already: nothing more goes in
+        return 1;
+    }
+    // The entry name is a tail of path, so it needs no buffer limit of its own.
+    std::string entryName(point);
+    swapInUnixPathSeparators(&entryName[0]);
 
-    // zip64 = 1: every entry carries ZIP64 sizes, so files of 4 GiB and more stay valid.
-    int err = zipOpenNewFileInZip64(handle(_zipFile), entryName, &info, nullptr, 0, nullptr, 0,
-                                    nullptr, Z_DEFLATED, Z_DEFAULT_COMPRESSION, 1);
-    if (err == ZIP_OK) {
+    struct stat st;
+    uint64_t size = fstat(fileno(file), &st) == 0 ? static_cast<uint64_t>(st.st_size) : 0;
+    int zip64 = size >= kZip64Threshold ? 1 : 0;
+    int opened =
+        zipOpenNewFileInZip64(handle(_zipFile), entryName.c_str(), &info, nullptr, 0, nullptr, 0,
+                              nullptr, Z_DEFLATED, Z_DEFAULT_COMPRESSION, zip64);
+    if (opened == ZIP_OK) {
         char block[kReadBlockSize];
         for (;;) {
-            size_t count = fread(block, 1, sizeof(block), file);
-            if (count == 0) {
+            if (PackageCancelFlag::isSet(_cancel)) {
+                fail("interrupted");
                 break;
             }
-            if (zipWriteInFileInZip(handle(_zipFile), block, static_cast<unsigned>(count)) < 0) {
+            size_t count = fread(block, 1, sizeof(block), file);
+            if (count == 0) {
+                if (ferror(file)) {
+                    fail(std::string("cannot read ") + path + ": " + strerror(errno));
+                }
+                break;
+            }
+            int written =
+                zipWriteInFileInZip(handle(_zipFile), block, static_cast<unsigned>(count));
+            if (written < 0) {
+                fail(written);
                 break;
             }
         }
+    } else if (_zipFile != nullptr) {
+        fail(opened);
     }
     fclose(file);
-    zipCloseFileInZip(handle(_zipFile));
+    int closed = zipCloseFileInZip(handle(_zipFile));
+    if (opened == ZIP_OK && closed != ZIP_OK) {
+        fail(closed);
+    }
+    if (opened == ZIP_OK && ok()) {
+        ++_entryCount;
+    }
     return 1;
 }

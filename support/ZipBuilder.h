@@ -1,23 +1,43 @@
 // The ZIP archive builder: a thin class over the minizip writer that turns a folder
 // tree (a support package's staging folder) into one ZIP archive. Each file becomes one deflated
 // entry (method 8, the library's default level) named by its path relative to a base folder,
-// with an all-zero date and attributes. Every entry carries
-// ZIP64 information, so files of 4 GiB and more stay valid.
+// with an all-zero date and attributes. An entry whose file holds kZip64Threshold bytes or more
+// carries ZIP64 information; every other entry keeps the plain headers that every unzip reads
+// without a warning.
 //
-// Ownership: the builder owns the open archive; closeFile() or the destructor finishes it.
-// Threads: one builder is used by one thread at a time.
-// Failure: nothing is printed. A failed open leaves no archive open, and later calls then add
-// nothing. An entry whose data could not be written fully stays as far as it got.
+// Ownership: the builder owns the open archive; closeFile() or the destructor finishes it. A
+// stream handed to the constructor stays the caller's: the builder writes to it and flushes it,
+// and never closes it.
+// Threads: one builder is used by one thread at a time; the cancel flag may be set from any.
+// Failure: nothing is printed. The designed results of the add operations stay as they are
+// (they report whether a file was taken, not whether it went in whole); ok() and error() tell
+// whether every write, every entry's close and the archive's close succeeded. After the first
+// failure nothing more is added. A failed open leaves no archive open; later calls add nothing.
 #ifndef CORVIX_SUPPORT_ZIPBUILDER_H
 #define CORVIX_SUPPORT_ZIPBUILDER_H
 
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
 struct tm_zip_s;  // minizip's date record (<minizip/zip.h>)
+struct ZipStreamState;
+class PackageCancelFlag;
 
 class ZipBuilder {
   public:
+    // Files of this size and above get ZIP64 entries: 16 MiB below 4 GiB, more than deflate's
+    // worst-case growth (about 0.03 % plus a few bytes) of any file below it, so the compressed
+    // size of a plain entry always fits its 32-bit field.
+    static const uint64_t kZip64Threshold = 0xFF000000ULL;
+
     // Opens the archive at path: a new file, or with append set, an archive added after the
     // file's existing content. A null path opens nothing.
     ZipBuilder(const char* path, bool append);
+    // Writes a new archive to stream, from its current position (normally an empty temporary
+    // file); the stream stays open and the caller's.
+    explicit ZipBuilder(FILE* stream);
     // Calls closeFile().
     virtual ~ZipBuilder();
     ZipBuilder(const ZipBuilder&) = delete;
@@ -32,22 +52,43 @@ class ZipBuilder {
     // Adds one file. The entry name is the text after the first occurrence of base in path (one
     // separator skipped), or without base the text after the first '/'. Returns 1 when the file
     // could be opened and named (whether or not its data went in whole), 0 for a null path, a
-    // file that cannot be opened, or a base / '/' not found in the path (no entry then).
+    // file that cannot be opened (a FIFO, device or folder is not waited on), or a base / '/' not
+    // found in the path (no entry then).
     int addFileToZip(const char* path, const char* base);
 
     // Finishes the archive (no global comment) if one is open.
     void closeFile();
+
+    // Stops the builder soon after flag is set: the entry being written is left unfinished and
+    // error() says "interrupted". flag must outlive the builder; null: never.
+    void setCancelFlag(const PackageCancelFlag* flag) { _cancel = flag; }
+
+    // True while nothing has failed: the archive opened, and every entry taken so far was written
+    // and closed whole (and, after closeFile(), the archive finished).
+    bool ok() const { return _error.empty(); }
+    // The first failure, e.g. "No space left on device"; empty while ok().
+    const std::string& error() const { return _error; }
+    // How many entries went in whole.
+    long entryCount() const { return _entryCount; }
 
     // Turns every backslash of path into a slash, in place.
     static void swapInUnixPathSeparators(char* path);
 
     // Fills the six date fields of date from the file's modification time (local time); the DOS
     // date is not written. A trailing '/' of path is ignored. Returns 1 if the file could be
-    // examined, else 0 (the fields then hold time 0).
+    // examined, else 0 (the fields then hold time 0; also for a path too long for a path buffer).
     static int getFileTime(const char* path, tm_zip_s* date, unsigned long* dosDate);
 
   private:
+    // Records the first failure: a minizip result, with the stream's or the system's error.
+    void fail(int zipResult);
+    void fail(const std::string& why);
+
     void* _zipFile;  // minizip's zipFile handle; null when no archive is open
+    std::unique_ptr<ZipStreamState> _streamState;  // set when writing to a caller's stream
+    const PackageCancelFlag* _cancel = nullptr;
+    std::string _error;
+    long _entryCount = 0;
 };
 
 #endif

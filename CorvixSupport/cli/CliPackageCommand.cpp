@@ -1,25 +1,29 @@
-// corvix-support package: the support package job, headless.
+// corvix-support package: the support package job, headless. The verb parses, hands the request
+// to PackageJob and prints its result; SIGINT and SIGTERM during the job raise the job's cancel
+// flag, and the verb then exits 128 + the signal's number.
+#include <signal.h>
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <memory>
-#include <sstream>
 
 #include "CliCommands.h"
 #include "CliContext.h"
-#include "FileDigest.h"
 #include "PackageJob.h"
 #include "SupportPackage.h"
+#include "VeskFile.h"
 #include "VeskPlatform.h"
 
 namespace {
 
 const char kDefaultArchiveName[] = "CorvixSupport.zip";
+// A comment file is text someone wrote: 4 MiB is far beyond any, and bounds the manifest.
+const size_t kCommentFileLimit = 4u << 20;
 
 struct PackageOptions {
     std::string _output;
@@ -58,22 +62,52 @@ class ProgressPrinter : public PackageJobObserver {
     std::ostream& _err;
 };
 
+std::atomic<PackageCancelFlag*> gInterruptFlag{nullptr};
+
+void raiseCancelFlag(int signal) {
+    if (PackageCancelFlag* flag = gInterruptFlag.load()) {
+        flag->request(signal);
+    }
+}
+
+// SIGINT and SIGTERM raise flag while the object lives; the previous handlers come back after.
+// A signal that was ignored when the tool started (a background job of a script) stays ignored.
+class InterruptHandlers {
+  public:
+    explicit InterruptHandlers(PackageCancelFlag* flag) {
+        gInterruptFlag.store(flag);
+        struct sigaction action;
+        memset(&action, 0, sizeof action);
+        action.sa_handler = raiseCancelFlag;
+        sigemptyset(&action.sa_mask);
+        for (int i = 0; i < 2; ++i) {
+            sigaction(kSignals[i], nullptr, &_previous[i]);
+            if (_previous[i].sa_handler != SIG_IGN) {
+                sigaction(kSignals[i], &action, nullptr);
+            }
+        }
+    }
+    ~InterruptHandlers() {
+        for (int i = 0; i < 2; ++i) {
+            sigaction(kSignals[i], &_previous[i], nullptr);
+        }
+        gInterruptFlag.store(nullptr);
+    }
+    InterruptHandlers(const InterruptHandlers&) = delete;
+    InterruptHandlers& operator=(const InterruptHandlers&) = delete;
+
+  private:
+    static constexpr int kSignals[2] = {SIGINT, SIGTERM};
+    struct sigaction _previous[2];
+};
+
 bool isDirectory(const std::string& path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-std::string parentOf(const std::string& path) {
-    size_t slash = path.rfind('/');
-    if (slash == std::string::npos) {
-        return ".";
-    }
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// Where the archive goes: the given path (a folder gets the default name inside it), else the
-// Desktop, made when missing unless this is a dry run. False, with a message, when that place
-// cannot take it.
+// Where the archive goes: the given path, else "CorvixSupport.zip" on the Desktop, which is made
+// when missing unless this is a dry run. False, with a message, when there is no such place.
 bool resolveOutput(const PackageOptions& options, std::string* archive, CliContext& context,
                    int* failure) {
     if (options._outputOption->count() > 0) {
@@ -82,15 +116,6 @@ bool resolveOutput(const PackageOptions& options, std::string* archive, CliConte
             return false;
         }
         *archive = options._output;
-        if (isDirectory(*archive)) {
-            *archive += (archive->back() == '/' ? "" : "/") + std::string(kDefaultArchiveName);
-        }
-        if (!isDirectory(parentOf(*archive))) {
-            context.err << "corvix-support package: the folder \"" << parentOf(*archive)
-                        << "\" for the archive does not exist.\n";
-            *failure = kCliUsage;
-            return false;
-        }
         return true;
     }
     std::string desktop;
@@ -110,15 +135,10 @@ bool resolveOutput(const PackageOptions& options, std::string* archive, CliConte
     return true;
 }
 
-// Fills the request from the options; false (with a message) for input that must be refused
-// before anything is collected.
+// Fills the request from the options; false (with a message) for a comment file that cannot be
+// read. Everything else the user typed is judged by PackageJob::checkRequest.
 bool buildRequest(const PackageOptions& options, PackageRequest* request, CliContext& context) {
     if (!options._email.empty()) {
-        if (!PackageRequest::isValidEmailAddress(options._email.c_str())) {
-            context.err << "corvix-support package: Invalid email address: \"" << options._email
-                        << "\"\n";
-            return false;
-        }
         request->_email = options._email;
     }
     if (options._nameOption->count() > 0) {
@@ -135,30 +155,15 @@ bool buildRequest(const PackageOptions& options, PackageRequest* request, CliCon
     if (options._commentOption->count() > 0) {
         request->_comment = options._comment;
     } else if (!options._commentFile.empty()) {
-        std::ifstream in(options._commentFile, std::ios::binary);
-        if (!in) {
+        std::string text, why;
+        if (!vesk_readRegularFile(options._commentFile.c_str(), kCommentFileLimit, &text, &why)) {
             context.err << "corvix-support package: cannot read the comment file \""
-                        << options._commentFile << "\": " << strerror(errno) << "\n";
+                        << options._commentFile << "\": " << why << "\n";
             return false;
         }
-        std::ostringstream text;
-        text << in.rdbuf();
-        request->_comment = text.str();
+        request->_comment = text;
     }
-    for (const std::string& file : options._attachments) {
-        struct stat st;
-        if (stat(file.c_str(), &st) != 0) {
-            context.err << "corvix-support package: the attachment \"" << file
-                        << "\" does not exist.\n";
-            return false;
-        }
-        if (!S_ISREG(st.st_mode)) {
-            context.err << "corvix-support package: the attachment \"" << file
-                        << "\" is not a regular file.\n";
-            return false;
-        }
-        request->_fileAttachments.push_back(file);
-    }
+    request->_fileAttachments = options._attachments;
     request->_commandTimeout = options._commandTimeout;
     return true;
 }
@@ -175,6 +180,8 @@ void printPlan(const PackageRequest& request, const std::string& archive, CliCon
         for (const PackagePlanItem& item : row._items) {
             if (row._row->_operation == PackageOperation::Capture) {
                 context.out << "        $ " << item._what << "\n";
+            } else if (!item._skipped.empty()) {
+                context.out << "        " << item._what << "  skipped: " << item._skipped << "\n";
             } else if (item._size < 0) {
                 context.out << "        " << item._what << "\n";
             } else {
@@ -185,16 +192,52 @@ void printPlan(const PackageRequest& request, const std::string& archive, CliCon
     context.out << "archive: " << archive << " (not written: dry run)\n";
 }
 
+int printResult(const PackageJobResult& result, const PackageCancelFlag& cancel,
+                CliContext& context) {
+    switch (result._status) {
+        case PackageJobStatus::Created:
+            context.out << result._message << "\n\n"
+                        << "archive: " << result._archivePath << "\n"
+                        << "size: " << result._archiveSize << " bytes\n"
+                        << "sha256: " << result._sha256 << "\n"
+                        << "staging folder: " << result._stagingFolder << "\n";
+            return kCliSuccess;
+        case PackageJobStatus::Cancelled:
+            context.err << "corvix-support package: interrupted; no archive was written"
+                        << (result._stagingRemoved ? " and the staging folder was removed" : "")
+                        << ".\n";
+            return 128 + (cancel.signal() ? cancel.signal() : SIGINT);
+        case PackageJobStatus::Failed:
+            break;
+    }
+    context.err << "corvix-support package: " << result._error;
+    if (!result._stagingFolder.empty()) {
+        context.err << "; the collected files stay in " << result._stagingFolder;
+    }
+    context.err << "\n";
+    return kCliFailure;
+}
+
 int runPackage(const PackageOptions& options, CliContext& context) {
     // Everything the user typed is checked before the Desktop is made or anything collected.
     PackageRequest request;
-    if (!buildRequest(options, &request, context)) {
+    std::string why;
+    if (!buildRequest(options, &request, context) || !PackageJob::checkRequest(request, &why)) {
+        if (!why.empty()) {
+            context.err << "corvix-support package: " << why << "\n";
+        }
         return kCliUsage;
     }
     std::string archive;
     int failure = kCliUsage;
     if (!resolveOutput(options, &archive, context, &failure)) {
         return failure;
+    }
+    // A dry run on the default Desktop may find it missing: the real run makes it.
+    bool defaulted = options._outputOption->count() == 0;
+    if (!(options._dryRun && defaulted) && !PackageJob::checkArchivePath(archive, &why)) {
+        context.err << "corvix-support package: " << why << "\n";
+        return kCliUsage;
     }
     request._fileName = archive;
     if (options._dryRun) {
@@ -203,35 +246,13 @@ int runPackage(const PackageOptions& options, CliContext& context) {
     }
 
     ProgressPrinter progress(context.err);
+    PackageCancelFlag cancel;
     PackageJobResult result;
-    try {
-        result = PackageJob::run(request, &progress);
-    } catch (const SupportPackageException& e) {
-        context.err << "corvix-support package: Could not create support package: " << e.what()
-                    << "\n";
-        return kCliFailure;
+    {
+        InterruptHandlers handlers(&cancel);
+        result = PackageJob::run(request, &progress, &cancel);
     }
-    if (!result._created) {
-        return kCliFailure;
-    }
-    if (result._saved != 1) {
-        context.err << "corvix-support package: the archive could not be saved to \"" << archive
-                    << "\"; the collected files stay in " << result._stagingFolder << "\n";
-        return kCliFailure;
-    }
-    std::string digest;
-    struct stat st;
-    if (stat(archive.c_str(), &st) != 0 || !FileDigest::sha256(archive, &digest)) {
-        context.err << "corvix-support package: the archive \"" << archive
-                    << "\" cannot be read back: " << strerror(errno) << "\n";
-        return kCliFailure;
-    }
-    context.out << result._message << "\n\n"
-                << "archive: " << archive << "\n"
-                << "size: " << st.st_size << " bytes\n"
-                << "sha256: " << digest << "\n"
-                << "staging folder: " << result._stagingFolder << "\n";
-    return kCliSuccess;
+    return printResult(result, cancel, context);
 }
 
 }  // namespace
@@ -245,7 +266,7 @@ void registerPackageCommand(CLI::App& app, CliContext& context) {
     options->_outputOption =
         command
             ->add_option("-o,--output", options->_output,
-                         "Archive path, or a folder for CorvixSupport.zip (default: the Desktop)")
+                         "Archive path (default: CorvixSupport.zip on the Desktop)")
             ->type_name("PATH");
     options->_nameOption =
         command->add_option("--name", options->_name, "Your name (default: your full name)")

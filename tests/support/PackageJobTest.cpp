@@ -1,4 +1,6 @@
-// The package job in-process: its observer calls and the alert for a missing archive name.
+// The package job in-process: its observer calls, its result, its checks and its cancel.
+#include <sys/stat.h>
+
 #include <string>
 #include <vector>
 
@@ -23,16 +25,15 @@ class RecordingObserver : public PackageJobObserver {
 
 class PackageJobTest : public corvix_test::SandboxTest {};
 
-TEST_F(PackageJobTest, MissingArchiveNameIsReportedAndTheJobGoesOn) {
+TEST_F(PackageJobTest, MissingArchiveNameIsReportedAndNothingIsCalledCreated) {
     PackageRequest request;
     request._commandTimeout = 30;
     RecordingObserver observer;
     PackageJobResult result = PackageJob::run(request, &observer);
 
-    ASSERT_TRUE(result._created);
-    // Saving reports success once the manifest is written, archive or not: the command line
-    // checks the archive itself.
-    EXPECT_EQ(result._saved, 1);
+    EXPECT_EQ(result._status, PackageJobStatus::Failed);
+    EXPECT_EQ(result._error, "No Filename provided.");
+    EXPECT_EQ(result._message, "");
     ASSERT_EQ(observer._alerts.size(), 1u);
     EXPECT_EQ(observer._alerts[0], "Error creating suppport package.|No Filename provided.");
     ASSERT_EQ(observer._steps.size(), 21u);
@@ -41,10 +42,64 @@ TEST_F(PackageJobTest, MissingArchiveNameIsReportedAndTheJobGoesOn) {
     EXPECT_EQ(observer._steps.back(), "21/21 attachments");
     // Everything was still collected into the staging folder, which is left in place.
     EXPECT_TRUE(corvix_test::exists(result._stagingFolder + "/system/userInfo.txt"));
-    EXPECT_EQ(result._message,
-              "The support package \"\" has been created.\n\n"
-              "Please email this file to support@orvanta.example");
     SupportPackage::killDirectory(result._stagingFolder.c_str());
+}
+
+// Cancel pressed while step 4 runs: the result says so, the old archive and nothing else stays.
+TEST_F(PackageJobTest, CancelBetweenRowsLeavesTheOldArchiveAndNoStagingFolder) {
+    PackageRequest request;
+    request._fileName = tmp("support.zip");
+    corvix_test::writeFile(tmp("support.zip"), "old archive");
+    struct Canceller : RecordingObserver {
+        void packageStep(int index, int total, const std::string& label) override {
+            RecordingObserver::packageStep(index, total, label);
+            if (index == 4) {
+                _cancel.request();
+            }
+        }
+        PackageCancelFlag _cancel;
+    } observer;
+    PackageJobResult cancelled = PackageJob::run(request, &observer, &observer._cancel);
+    EXPECT_EQ(cancelled._status, PackageJobStatus::Cancelled);
+    EXPECT_EQ(observer._steps.size(), 4u);
+    EXPECT_TRUE(cancelled._stagingRemoved);
+    EXPECT_FALSE(corvix_test::exists(cancelled._stagingFolder));
+    EXPECT_EQ(corvix_test::readFile(tmp("support.zip")), "old archive");
+}
+
+// What a front end checks before collecting, each refused with the value it concerns.
+TEST_F(PackageJobTest, ChecksRefuseWhatCannotBeCollectedOrReplaced) {
+    ASSERT_EQ(mkfifo(tmp("fifo").c_str(), 0666), 0);
+    corvix_test::writeFile(tmp("ok.txt"), "x");
+    const std::string longPath = tmp(std::string(1100, 'n'));
+    struct Case {
+        std::string _output, _attachment, _email, _expected;
+    } cases[] = {
+        {"/dev/null", "", "", "the archive path \"/dev/null\" is a character device, not a"},
+        {tmp(), "", "", "the archive path \"" + tmp() + "\" is a folder, not a regular file"},
+        {tmp("no/x.zip"), "", "", "the folder \"" + tmp("no") + "\" for the archive does not"},
+        {longPath, "", "", "the archive path is too long (" + std::to_string(longPath.size())},
+        {"", tmp("gone"), "", "the attachment \"" + tmp("gone") + "\" cannot be read: No such"},
+        {"", tmp("fifo"), "", "cannot be read: is a FIFO, not a regular file"},
+        {"", longPath, "", "cannot be read: its path is too long"},
+        {"", "", "ann@example.c", "Invalid email address: \"ann@example.c\""},
+        // Its first 1024 bytes are a valid address: it must not pass on those.
+        {"", "", std::string(1018, 'a') + "@x.com!!", "it is longer than 1024 bytes"},
+        {tmp("new.zip"), tmp("ok.txt"), "ann@example.com", ""},
+    };
+    for (const Case& c : cases) {
+        PackageRequest request;
+        request._fileName = c._output;
+        if (!c._attachment.empty()) {
+            request._fileAttachments.push_back(c._attachment);
+        }
+        if (!c._email.empty()) {
+            request._email = c._email;
+        }
+        std::string why;
+        EXPECT_EQ(PackageJob::checkRequest(request, &why), c._expected.empty()) << c._expected;
+        EXPECT_NE(why.find(c._expected), std::string::npos) << why;
+    }
 }
 
 TEST_F(PackageJobTest, PlanFindsMachineFilesEvenBelowARootWithGlobCharacters) {

@@ -2,7 +2,9 @@
 #include <memory>
 #include <string>
 
+#include "ManifestText.h"
 #include "SupportPackage.h"
+#include "SupportTestTools.h"
 #include "TestEnvironment.h"
 
 using namespace corvix_test;
@@ -107,11 +109,11 @@ TEST_F(PackageManifestTest, NullTextsNoEntriesAndUnwritableManifest) {
     EXPECT_NE(manifest(&info).find("<SupportInfo version=\"7.0\">"), std::string::npos);
 
     // A manifest that cannot be written stops the save before the archive.
-    testing::internal::CaptureStderr();
+    DiagnosticCapture diagnostics;
     EXPECT_EQ(_package->writePackageInfo(nullptr, tmp("x.xml").c_str()), 0);
     _package->setPackageInfo(&info);
     EXPECT_EQ(_package->savePackage(tmp("none.zip").c_str()), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+    EXPECT_EQ(diagnostics.take(),
               "\nPackage info missing or invalid output file.\nCould not open \"" +
                   tmp("missing/package.xml") + "\" for output.");
     EXPECT_FALSE(exists(tmp("none.zip")));
@@ -137,15 +139,34 @@ TEST_F(PackageManifestTest, EscapingFollowsTheTableAndItsLimits) {
     EXPECT_STREQ(buffer, "ab&#126;");
     EXPECT_EQ(std::string(buffer + 10, 6), "GGGGGG");
 
-    // The manifest's comment keeps what fits into 5000 bytes and cuts whole escapes.
+    // The manifest's comment is escaped whole, however far beyond the 5000 bytes it goes.
     std::string comment(4000, '~');
     _sp_package_info_struct info = {};
     info._comment = &comment[0];
     std::string text = manifest(&info);
     size_t start = text.find("<comment>") + 9;
     std::string escaped = text.substr(start, text.find("</comment>") - start);
-    EXPECT_EQ(escaped.size(), 4998u);  // 833 escapes of six bytes
-    EXPECT_EQ(escaped.substr(escaped.size() - 6), "&#126;");
+    EXPECT_EQ(escaped.size(), 24000u);
+    EXPECT_EQ(escaped.find_first_not_of("&#126;"), std::string::npos);
+}
+
+// What the job puts into the record: plain text as it is, anything else made safe for XML.
+TEST(ManifestTextTest, PlainTextStaysAndTheRestBecomesWellFormed) {
+    const std::string r = "\xEF\xBF\xBD";  // U+FFFD
+    const std::pair<std::string, std::string> cases[] = {
+        {"Ann O'Neil (Studio \"X\")", "Ann O'Neil (Studio \"X\")"},
+        {"caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80\t\r\n",
+         "caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80\t\r\n"},
+        {"A & <B>", "A &amp; &lt;B&gt;"},
+        {"x\x01y\x7f", "x" + r + "y\x7f"},
+        {"\xFF\xC3", r + r},                                 // not UTF-8; cut sequence
+        {"\xC0\xAF \xED\xA0\x80", r + r + " " + r + r + r},  // overlong; surrogate
+        {"\xEF\xBF\xBE", r + r + r},                         // U+FFFE
+    };
+    for (const auto& [input, expected] : cases) {
+        EXPECT_EQ(ManifestText::element(input), expected) << input;
+    }
+    EXPECT_EQ(ManifestText::validXml("<&>"), "<&>");
 }
 
 TEST(AddAttachments, SplitsFeatureAndName) {

@@ -1,9 +1,7 @@
 #include "SupportPackage.h"
 
 #include <glob.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,9 +9,14 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
+#include <regex>
+#include <set>
 #include <thread>
 
+#include "PackageCancelFlag.h"
+#include "SupportTestTools.h"
 #include "TestEnvironment.h"
+#include "VeskPath.h"
 
 using namespace corvix_test;
 
@@ -37,6 +40,7 @@ class SupportPackageTest : public SandboxTest {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     }
 
+    DiagnosticCapture _diagnostics;  // the staging area's messages stay out of the test log
     std::string _stage;
     std::unique_ptr<SupportPackage> _package;
 };
@@ -64,8 +68,15 @@ TEST_F(SupportPackageTest, CreatesTemporaryPackageWithCategoryFolders) {
     std::unique_ptr<SupportPackage> package(SupportPackage::createSupportPackage());
     ASSERT_TRUE(package);
     std::string root = package->getPathToContents();
-    EXPECT_EQ(root.size(), strlen("/tmp/osp_XXXXXXX"));
-    EXPECT_EQ(root.compare(0, 9, "/tmp/osp_"), 0);
+    EXPECT_TRUE(std::regex_match(root, std::regex("/tmp/osp_[A-Za-z0-9]{7}"))) << root;
+    std::set<char> firsts;  // all seven are random, the first too
+    for (int i = 0; i < 20; ++i) {
+        char made[kVeskPathBufferSize] = {0};
+        ASSERT_EQ(SupportPackage::createTempDirectory(made, sizeof made - 1), 1);
+        firsts.insert(made[9]);
+        rmdir(made);
+    }
+    EXPECT_GT(firsts.size(), 1u);
     EXPECT_EQ(package->getPathToUsr(), root + "//user");
     for (const char* category : {"/system", "/application", "/user"}) {
         EXPECT_TRUE(exists(root + category + "/."));
@@ -75,9 +86,12 @@ TEST_F(SupportPackageTest, CreatesTemporaryPackageWithCategoryFolders) {
 
     EXPECT_EQ(SupportPackage(nullptr, false).getPathToUsr(), nullptr);
     EXPECT_EQ(SupportPackage::createTempDirectory(nullptr, 10), 0);
-    char desktop[5];  // the Desktop path is cut to the buffer
+    char desktop[kVeskPathBufferSize];  // a path that does not fit is refused, not cut
     ASSERT_EQ(SupportPackage::getPathToDesktop(desktop, sizeof desktop), 1);
-    EXPECT_EQ(std::string(desktop), home().substr(0, 4));
+    EXPECT_EQ(std::string(desktop), home() + "/Desktop");
+    EXPECT_EQ(SupportPackage::getPathToDesktop(desktop, 5), 0);
+    EXPECT_STREQ(desktop, "");
+    EXPECT_NE(_diagnostics.take().find("Path too long"), std::string::npos);
 }
 
 // Copies are recorded for the manifest, and the saved archive holds the manifest and the three
@@ -121,11 +135,35 @@ TEST_F(SupportPackageTest, CopiesFilesIntoCategoriesAndSavesThem) {
     for (int i = 0; i < 3000; ++i) {
         data += static_cast<char>(i * 7);
     }
+    data += std::string(200000, '\0');  // zeros become holes; the copy still ends where it should
     writeFile(tmp("in.bin"), data);
     EXPECT_EQ(SupportPackage::copyFile(tmp("in.bin").c_str(), tmp("out.bin").c_str()), 1);
     EXPECT_EQ(readFile(tmp("out.bin")), data);
-    EXPECT_EQ(SupportPackage::copyFile(tmp("in.bin").c_str(), "/dev/full"), 0);  // short write
+    EXPECT_EQ(SupportPackage::copyFile(tmp("in.bin").c_str(), "/dev/full"), 0);
     EXPECT_EQ(SupportPackage::copyFile(tmp("in.bin").c_str(), tmp("no/dir/out").c_str()), 0);
+    FileSizeLimit full(1000);
+    EXPECT_EQ(SupportPackage::copyFile(tmp("in.bin").c_str(), tmp("short.bin").c_str()), 0);
+}
+
+// A staged copy or capture the disk could not take is remembered and leaves nothing behind; a
+// second attachment of a name gets a number, after any extension.
+TEST_F(SupportPackageTest, FailedCopiesAreToldAndNamesAreNotReused) {
+    writeFile(tmp("README"), "r");
+    _package->addFileToUsr(tmp("README").c_str(), nullptr);
+    _package->addFileToUsr(tmp("README").c_str(), nullptr);
+    EXPECT_EQ(_package->userEntries(), (Entries{"user/README", "user/README (2)"}));
+    EXPECT_EQ(_package->stagingError(), "");
+
+    writeFile(tmp("big.bin"), std::string(5000, 'x'));
+    SupportPackage other(_stage.c_str(), false);
+    {
+        FileSizeLimit full(1000);
+        _package->addFileToSys(tmp("big.bin").c_str(), nullptr);
+        other.addOutputToSys("/usr/bin/yes | /usr/bin/head -c 9000", "yes.txt", false);
+    }
+    EXPECT_FALSE(exists(_stage + "/system/big.bin"));
+    EXPECT_EQ(_package->stagingError(), _stage + "/system/big.bin: File too large");
+    EXPECT_EQ(other.stagingError(), "system/yes.txt: File too large");
 }
 
 TEST_F(SupportPackageTest, GlobCopiesRegularFilesSortedAndSkipsSpecialFiles) {
@@ -133,18 +171,10 @@ TEST_F(SupportPackageTest, GlobCopiesRegularFilesSortedAndSkipsSpecialFiles) {
     writeFile(home() + "/prefs/a.txt", "a");
     makeDirs(home() + "/prefs/folder.txt");
     ASSERT_EQ(mkfifo((home() + "/prefs/fifo.txt").c_str(), 0666), 0);
-    int sock = socket(AF_UNIX, SOCK_STREAM, 0);
-    struct sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    std::string sockPath = home() + "/prefs/sock.txt";
-    ASSERT_LT(sockPath.size(), sizeof address.sun_path);
-    strcpy(address.sun_path, sockPath.c_str());
-    ASSERT_EQ(bind(sock, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
 
     alarm(20);  // a copy that blocks on the FIFO ends the test binary instead of hanging it
     EXPECT_EQ(_package->addFilesToApp("~/prefs/*.txt", true, "AE7"), 0);
     alarm(0);
-    close(sock);
     EXPECT_EQ(_package->applicationEntries(),
               (Entries{"application/AE7/a.txt", "application/AE7/b.txt"}));
     EXPECT_EQ(readFile(_stage + "/application/AE7/b.txt"), "b");
@@ -207,6 +237,31 @@ TEST_F(SupportPackageTest, CaptureWithoutFileStillDrainsAndReapsTheChild) {
     EXPECT_EQ(orphan.systemEntries(), Entries{"system/big.txt"});
 }
 
+// A full disk or a cancel leaves an old archive exactly as it was and no temporary file beside
+// it.
+TEST_F(SupportPackageTest, SavingReplacesAnArchiveOnlyWithAWholeOne) {
+    runCommand("head -c 20000 /dev/urandom > '" + _stage + "/system/data.txt'");
+    _sp_package_info_struct info = {};
+    _package->setPackageInfo(&info);
+    const std::string archive = tmp("out/support.zip");
+    writeFile(archive, "old archive");
+    PackageArchive saved;
+    {
+        FileSizeLimit full(5000);
+        EXPECT_EQ(_package->savePackage(archive.c_str(), &saved), 0);
+    }
+    EXPECT_EQ(saved._error, archive + ": File too large");
+    PackageCancelFlag cancel;
+    cancel.request();
+    _package->setCancelFlag(&cancel);
+    EXPECT_EQ(_package->savePackage(archive.c_str(), &saved), 0);
+    EXPECT_TRUE(saved._interrupted);
+    EXPECT_EQ(readFile(archive), "old archive");
+    std::string listing;
+    runCommand("ls -A '" + tmp("out") + "'", &listing);
+    EXPECT_EQ(listing, "support.zip\n");
+}
+
 TEST_F(SupportPackageTest, TimeoutEndsHungCommandsAndKeepsTheirOutput) {
     _package->setCommandTimeout(1);
     EXPECT_LT(secondsFor("echo before; /bin/sleep 1000", "hung.txt"), 1.9);
@@ -227,4 +282,21 @@ TEST_F(SupportPackageTest, TimeoutEndsHungCommandsAndKeepsTheirOutput) {
 
     _package->addOutputToSys("echo after", "after.txt", false);
     EXPECT_EQ(readFile(_stage + "/system/after.txt"), "after\n");
+
+    // A cancel from another thread (the window's Cancel button) ends a command at once, even one
+    // that ignores SIGTERM, and no later command starts.
+    PackageCancelFlag cancel;
+    _package->setCommandTimeout(0);
+    _package->setCancelFlag(&cancel);
+    std::thread canceller([&] {
+        usleep(300000);
+        cancel.request();
+    });
+    EXPECT_LT(secondsFor("trap '' TERM; echo $$; exec /bin/sleep 1000", "cancelled.txt"), 1.5);
+    canceller.join();
+    std::string shell = readFile(_stage + "/system/cancelled.txt");
+    ASSERT_FALSE(shell.empty());
+    EXPECT_TRUE(processGone(shell.substr(0, shell.size() - 1)));
+    _package->addOutputToSys("echo late", "late.txt", false);
+    EXPECT_FALSE(exists(_stage + "/system/late.txt"));
 }

@@ -1,5 +1,5 @@
-// Tests of ZipBuilder: real folders in a temporary directory, archives read back with unzip and
-// Python's zipfile, which share no code with the writer.
+// Tests of ZipBuilder and ZipVerifier: real folders in a temporary directory, archives read back
+// with unzip and Python's zipfile, which share no code with the writer.
 #include "ZipBuilder.h"
 
 #include <dirent.h>
@@ -7,7 +7,9 @@
 
 #include <string>
 
+#include "PackageCancelFlag.h"
 #include "TestEnvironment.h"
+#include "ZipVerifier.h"
 
 using namespace corvix_test;
 
@@ -68,13 +70,13 @@ TEST_F(ZipBuilderTest, StagingFolderBecomesAnArchiveThatOthersAccept) {
         EXPECT_EQ(1, builder.addFolderToZip(_staging.c_str(), true, _staging.c_str()));
     }
 
-    // Every local header needs version 45 and carries a ZIP64 extra block (0x0001).
+    // Files far below 4 GiB get plain headers: version 2.0 and no extra field (no ZIP64 block
+    // that readers would warn about).
     std::string bytes = readFile(_archive);
-    ASSERT_GE(bytes.size(), 34u);
-    EXPECT_EQ(std::string("PK\x03\x04\x2d", 5), bytes.substr(0, 5));
-    size_t nameLength = uint8_t(bytes[26]) | uint8_t(bytes[27]) << 8;
-    EXPECT_GE(uint8_t(bytes[28]) | uint8_t(bytes[29]) << 8, 4);
-    EXPECT_EQ(std::string("\x01\x00", 2), bytes.substr(30 + nameLength, 2));
+    ASSERT_GE(bytes.size(), 30u);
+    EXPECT_EQ(std::string("PK\x03\x04\x14", 5), bytes.substr(0, 5));
+    EXPECT_EQ(std::string(2, '\0'), bytes.substr(28, 2));
+    EXPECT_TRUE(ZipVerifier::verify(_archive, 6, nullptr, nullptr));
 
     std::string output;
     EXPECT_EQ(0, runCommand("unzip -t '" + _archive + "' 2>&1", &output)) << output;
@@ -169,7 +171,42 @@ TEST_F(ZipBuilderTest, AppendCloseOnceAndFailedOpen) {
         ZipBuilder builder(nowhere.c_str(), false);
         EXPECT_EQ(1, builder.addFolderToZip(_staging.c_str(), true, _staging.c_str()));
         builder.closeFile();
+        EXPECT_EQ(nowhere + ": No such file or directory", builder.error());
     }
     EXPECT_FALSE(exists(nowhere));
     ZipBuilder(nullptr, false).closeFile();
+}
+
+// The reader finds every kind of damage in an archive that was written whole.
+TEST_F(ZipBuilderTest, DamageIsFoundOnReadBack) {
+    makeDirs(_staging + "/system");
+    runCommand("head -c 300000 /dev/urandom > '" + _staging + "/system/noise.bin'");
+    writeFile(_staging + "/package.xml", "<SupportInfo/>\n");
+    {
+        ZipBuilder builder(_archive.c_str(), false);
+        builder.addFolderToZip(_staging.c_str(), true, _staging.c_str());
+        builder.closeFile();
+        ASSERT_TRUE(builder.ok());
+        EXPECT_EQ(2, builder.entryCount());
+    }
+    std::string whole = readFile(_archive);
+    std::string why;
+    EXPECT_TRUE(ZipVerifier::verify(_archive, 2, nullptr, &why)) << why;
+    EXPECT_FALSE(ZipVerifier::verify(_archive, 3, nullptr, &why));
+    EXPECT_EQ("it lists 2 entries instead of 3", why);
+    PackageCancelFlag cancelled;
+    cancelled.request();
+    EXPECT_FALSE(ZipVerifier::verify(_archive, 2, &cancelled, &why));
+    EXPECT_EQ("interrupted", why);
+
+    size_t dataStart = 30 + (uint8_t(whole[26]) | uint8_t(whole[27]) << 8);
+    std::string flipped = whole;
+    flipped[dataStart + 1000] ^= 0x10;
+    writeFile(_archive, flipped);
+    EXPECT_FALSE(ZipVerifier::verify(_archive, 2, nullptr, &why));
+    EXPECT_EQ(0u, why.find("the entry \"" + whole.substr(30, dataStart - 30) + "\" is not whole"))
+        << why;
+    writeFile(_archive, whole.substr(0, whole.size() - 30));
+    EXPECT_FALSE(ZipVerifier::verify(_archive, 2, nullptr, &why));
+    EXPECT_EQ("its central directory cannot be read", why);
 }

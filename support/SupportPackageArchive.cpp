@@ -1,0 +1,105 @@
+// Saving a SupportPackage: the manifest, then the archive, written so that it is either whole or
+// not there at all (savePackage, writeArchive).
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "FileDigest.h"
+#include "PackageCancelFlag.h"
+#include "SupportPackage.h"
+#include "VeskDiagnostics.h"
+#include "VeskFile.h"
+#include "VeskPath.h"
+#include "ZipBuilder.h"
+#include "ZipVerifier.h"
+
+namespace {
+
+// What the platform's formatted output writes for a null text argument.
+const char kNullText[] = "(null)";
+
+}  // namespace
+
+int SupportPackage::savePackage(const char* archivePath, PackageArchive* archive) {
+    PackageArchive scratch;
+    PackageArchive& result = archive ? *archive : scratch;
+    result = PackageArchive();
+    if (!_packageInfo) {
+        vesk_diagnostic("\nPackage info is null.");
+        result._error = "Package info is null.";
+        return 0;
+    }
+    if (!archivePath) {
+        vesk_diagnostic("SupportPackage::savePackage - not path given.");
+        result._error = "No Filename provided.";
+        return 0;
+    }
+    std::string manifest = std::string(_contentsPath ? _contentsPath : kNullText) + "/package.xml";
+    if (!writePackageInfo(_packageInfo, manifest.c_str())) {
+        result._error = "the manifest " + manifest + " could not be written";
+        return 0;
+    }
+    if (!writeArchive(archivePath, &result)) {
+        result._interrupted = PackageCancelFlag::isSet(_cancel);
+        return 0;
+    }
+    return 1;
+}
+
+bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archive) {
+    if (!archivePath[0]) {
+        archive->_error = "No Filename provided.";
+        return false;
+    }
+    if (!vesk_pathFits(archivePath)) {
+        vesk_reportPathTooLong(archivePath);
+        archive->_error = "the archive path is too long: " + vesk_printablePath(archivePath);
+        return false;
+    }
+    // Beside the destination, so that the rename cannot cross file systems; the old archive
+    // stays as it is until the new one has been read back whole.
+    VeskAtomicFile file(archivePath);
+    if (!file.open()) {
+        archive->_error = file.error();
+        return false;
+    }
+    long entries = 0;
+    {
+        ZipBuilder zip(file.stream());
+        zip.setCancelFlag(_cancel);
+        zip.addFolderToZip(_contentsPath, true, _contentsPath);
+        zip.closeFile();
+        if (!zip.ok()) {
+            archive->_error = std::string(archivePath) + ": " + zip.error();
+            return false;
+        }
+        entries = zip.entryCount();
+    }
+    if (!file.releaseStream()) {
+        archive->_error = file.error();
+        return false;
+    }
+    std::string why;
+    if (!ZipVerifier::verify(file.temporaryPath(), entries, _cancel, &why)) {
+        archive->_error = "the archive written for " + std::string(archivePath) +
+                          " did not read back whole: " + why;
+        return false;
+    }
+    struct stat st;
+    if (stat(file.temporaryPath().c_str(), &st) != 0 ||
+        !FileDigest::sha256(file.temporaryPath(), &archive->_sha256, _cancel)) {
+        archive->_error = std::string(archivePath) + ": " + strerror(errno ? errno : EIO);
+        return false;
+    }
+    archive->_size = st.st_size;
+    if (PackageCancelFlag::isSet(_cancel)) {
+        archive->_error = "interrupted";
+        return false;
+    }
+    if (!file.commit()) {
+        archive->_error = file.error();
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,44 @@
+// Helpers of the support tests: the core's messages captured, and a disk that fills up on cue.
+#ifndef CORVIX_TESTS_SUPPORT_SUPPORTTESTTOOLS_H
+#define CORVIX_TESTS_SUPPORT_SUPPORTTESTTOOLS_H
+
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <string>
+#include <utility>
+
+#include "VeskDiagnostics.h"
+
+// Collects what the core sends to the diagnostics sink while the object lives.
+class DiagnosticCapture : public VeskDiagnosticSink {
+  public:
+    void write(const std::string& text) override { _text += text; }
+    // What arrived since the last call.
+    std::string take() { return std::exchange(_text, std::string()); }
+
+  private:
+    std::string _text;
+    VeskScopedDiagnosticSink _scoped{this};
+};
+
+// While it lives, a write past bytes into any file fails with "File too large", as on a full disk.
+class FileSizeLimit {
+  public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        getrlimit(RLIMIT_FSIZE, &_previous);
+        _handler = signal(SIGXFSZ, SIG_IGN);
+        struct rlimit limit = {bytes, _previous.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &_previous);
+        signal(SIGXFSZ, _handler);
+    }
+
+  private:
+    struct rlimit _previous;
+    sighandler_t _handler;
+};
+
+#endif
