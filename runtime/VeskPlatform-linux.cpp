@@ -228,6 +228,11 @@ bool vesk_desktopFolder(std::string* out) {
 }
 
 std::string vesk_temporaryFolder() {
+    std::string folder = stripTrailingSlashes(envValue("TMPDIR"));
+    if (!folder.empty() && folder[0] == '/' && isDirectory(folder) &&
+        access(folder.c_str(), W_OK | X_OK) == 0) {
+        return folder;
+    }
     return "/tmp";
 }
 

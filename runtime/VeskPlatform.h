@@ -59,7 +59,8 @@ bool vesk_preferencesFolderOrFallback(std::string* out, bool create = true);
 // (a "$HOME/..." or absolute value), else $HOME/Desktop. The folder is not created here.
 bool vesk_desktopFolder(std::string* out);
 
-// The temporary folder, "/tmp". Never below the machine root: it is this machine's own.
+// The temporary folder: $TMPDIR when it is set, absolute, and a folder this user can write to
+// (without trailing slashes), else "/tmp". Never below the machine root: it is this machine's own.
 std::string vesk_temporaryFolder();
 
 // ---- product folders ------------------------------------------------------------------------

@@ -306,7 +306,7 @@ TEST_F(PackageCommandTest, TwoRunsAtOnceBothLeaveAWholeArchive) {
     keepStaging(readFile(tmp("out.1")));
     keepStaging(readFile(tmp("out.2")));
     EXPECT_NE(reported.find("sha256: " + digest), std::string::npos);
-    runCommand("ls -A " + quoted(tmp()) + " | grep -c tmp", &listing);
+    runCommand("ls -A " + quoted(tmp()) + " | grep -c '\\.tmp$'", &listing);
     EXPECT_EQ(listing, "0\n");
 }
 

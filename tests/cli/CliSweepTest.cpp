@@ -1,6 +1,7 @@
 // corvix-support sweep: what the verb adds (output, exit codes, messages) in-process, and Ctrl-C
 // and SIGTERM through the real binary.
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -106,9 +107,14 @@ TEST_F(SweepCommandTest, SignalsStopTheWalkAndLoseNoLogLine) {
             writeFile(p + "/" + caseVariant(i), "");
         }
         std::string outPath = tmp("out.txt");
+        // Open for reading before the sweep starts: it opens its log without waiting and would
+        // refuse a FIFO with no reader yet.
+        int fifo = open(sweepLog().c_str(), O_RDONLY | O_NONBLOCK);
+        ASSERT_NE(-1, fifo);
         pid_t child = fork();
         ASSERT_NE(-1, child);
         if (child == 0) {
+            close(fifo);
             int fd = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
             dup2(fd, STDOUT_FILENO);
             int errFd = open((outPath + ".err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -117,13 +123,16 @@ TEST_F(SweepCommandTest, SignalsStopTheWalkAndLoseNoLogLine) {
                   static_cast<char*>(nullptr));
             _exit(127);
         }
-        int fifo = open(sweepLog().c_str(), O_RDONLY);
-        ASSERT_NE(-1, fifo);
         std::string log;
         char buffer[4096];
         bool signalled = false;
-        for (ssize_t n; (n = read(fifo, buffer, sizeof buffer)) > 0;) {
-            log.append(buffer, static_cast<size_t>(n));
+        // poll() reports the end only once the sweep has opened and closed its log.
+        for (struct pollfd ready = {fifo, POLLIN, 0}; poll(&ready, 1, 20000) > 0;) {
+            ssize_t n = read(fifo, buffer, sizeof buffer);
+            if (n <= 0 && !(n < 0 && errno == EAGAIN)) {
+                break;
+            }
+            log.append(buffer, static_cast<size_t>(n > 0 ? n : 0));
             if (!signalled && log.find("REMOVED - ") != std::string::npos) {
                 kill(child, signal);
                 signalled = true;

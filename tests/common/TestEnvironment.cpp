@@ -77,6 +77,9 @@ void SandboxTest::SetUp() {
     _env.set("CORVIX_ROOT", root());
     _env.set("HOME", home());
     _env.set("XDG_CONFIG_HOME", home() + "/.config");
+    // Staging folders and probe files of the tool go here too, not into the shared /tmp.
+    makeDirs(tmp("tmp"));
+    _env.set("TMPDIR", tmp("tmp"));
 }
 
 void SandboxTest::TearDown() {

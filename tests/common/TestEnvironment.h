@@ -42,8 +42,9 @@ class TempDir {
     std::string _path;
 };
 
-// Fixture: <tmp>/root is the machine root (CORVIX_ROOT), <tmp>/home is HOME, and
-// <tmp>/home/.config is XDG_CONFIG_HOME. Any explicit machine root is cleared.
+// Fixture: <tmp>/root is the machine root (CORVIX_ROOT), <tmp>/home is HOME,
+// <tmp>/home/.config is XDG_CONFIG_HOME and <tmp>/tmp is TMPDIR. Any explicit machine root is
+// cleared.
 class SandboxTest : public ::testing::Test {
   protected:
     void SetUp() override;

@@ -1,6 +1,7 @@
 // A temporary machine root and HOME for the window's tests: <tmp>/root is CORVIX_ROOT, <tmp>/home
-// is HOME and <tmp>/home/.config is XDG_CONFIG_HOME, so the views' core calls read and write
-// only inside it. The environment is restored and the folder removed on destruction.
+// is HOME, <tmp>/home/.config is XDG_CONFIG_HOME and <tmp>/tmp is TMPDIR, so the views' core
+// calls read and write only inside it. The environment is restored and the folder removed on
+// destruction.
 #ifndef CORVIX_TESTS_GUI_GUISANDBOX_H
 #define CORVIX_TESTS_GUI_GUISANDBOX_H
 
@@ -22,9 +23,11 @@ class GuiSandbox {
         vesk_setMachineRoot("");
         QDir(_dir.path()).mkpath("root");
         QDir(_dir.path()).mkpath("home/.config");
+        QDir(_dir.path()).mkpath("tmp");
         set("CORVIX_ROOT", root());
         set("HOME", home());
         set("XDG_CONFIG_HOME", home() + "/.config");
+        set("TMPDIR", path("tmp"));
     }
     ~GuiSandbox() {
         for (const auto& [name, value] : _saved) {

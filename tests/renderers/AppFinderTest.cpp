@@ -77,10 +77,10 @@ class AppFinderTest : public renderer_test::RendererTest {
             return found ? std::string(result) : std::string("<none>");
         });
     }
-    static size_t probeFiles() {
+    size_t probeFiles() {
         glob_t matches;
-        size_t count =
-            glob("/tmp/tmp???????.cvxscene", 0, nullptr, &matches) == 0 ? matches.gl_pathc : 0;
+        std::string pattern = tmp("tmp") + "/tmp???????.cvxscene";
+        size_t count = glob(pattern.c_str(), 0, nullptr, &matches) == 0 ? matches.gl_pathc : 0;
         globfree(&matches);
         return count;
     }
