@@ -18,6 +18,15 @@
 #include "VeskPlatform.h"
 #include "XmlFile.h"
 
+const char* const ExternalRenderManager::kCommitFailedTitle =
+    "Could not update 3d render settings.";
+const char* const ExternalRenderManager::kCommitFailedMessage =
+    "There was trouble modifying the overrides file.";
+const char* const ExternalRenderManager::kCommitDoneTitle =
+    "You have successfully updated your 3D renderer settings.";
+const char* const ExternalRenderManager::kCommitDoneMessage =
+    "Please restart After Effects for the settings to take effect.";
+
 namespace {
 
 const char kOverridesFile[] = "overrides.xml";

@@ -25,6 +25,14 @@ class ExternalRenderManager {
     static const int kModeDiscover = 0;
     static const int kModeSpecify = 1;
 
+    // What the user is told after "Apply" (the view's alerts, the command line's notice): a
+    // title and a message for each outcome. The titles differ in the case of "3d" and "3D", as
+    // the product has always had them.
+    static const char* const kCommitFailedTitle;
+    static const char* const kCommitFailedMessage;
+    static const char* const kCommitDoneTitle;
+    static const char* const kCommitDoneMessage;
+
     // How long the overrides file's lock (VeskFileLock) is held. The view keeps its manager for
     // its lifetime and locks only while committing. A one-shot user (the command line) locks from
     // before loading until destruction, so that its read-modify-write never loses the pins of

@@ -93,14 +93,14 @@ void printRows(const std::vector<const ExternalRenderer*>& rows, bool json, std:
 // "Apply". Its notice goes to standard error, so that standard output carries only the rows.
 void apply(ExternalRenderManager& manager, CliContext& context) {
     if (!manager.commitChanges()) {
-        context.err << "Could not update 3d render settings. "
-                       "There was trouble modifying the overrides file.\n"
+        context.err << ExternalRenderManager::kCommitFailedTitle << " "
+                    << ExternalRenderManager::kCommitFailedMessage << "\n"
                     << "corvix-support: " << manager.getCommitError() << "\n";
         context.exitCode = kCliFailure;
         return;
     }
-    context.err << "You have successfully updated your 3D renderer settings. "
-                   "Please restart After Effects for the settings to take effect.\n";
+    context.err << ExternalRenderManager::kCommitDoneTitle << " "
+                << ExternalRenderManager::kCommitDoneMessage << "\n";
     context.exitCode = kCliSuccess;
 }
 

@@ -9,6 +9,7 @@
 #include "ImageAndTextCell.h"
 #include "NSDarkView.h"
 #include "QuartzUtils.h"
+#include "RenderViewController.h"
 #include "VeskPlatform.h"
 #include "ui_InfoView.h"
 #include "ui_MaintenanceView.h"
@@ -76,6 +77,10 @@ void CorvixSupportPrefsController::loadNib() {
     _infoView = loadView(*_info);
     Ui::RenderersView renderers;
     _3DEditorView = loadView(renderers);
+    auto* renderView = new RenderViewController(
+        renderers._table, renderers._applyButton, [this]() -> WindowDialogs& { return dialogs(); },
+        _3DEditorView);
+    renderView->awakeFromNib();
     Ui::MaintenanceView maintenance;
     _maintenanceView = loadView(maintenance);
     Ui::SupportView support;

@@ -13,6 +13,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "FixtureFiles.h"
 #include "VeskPlatform.h"
 
 namespace corvix_test {
@@ -87,28 +88,15 @@ void SandboxTest::TearDown() {
 }
 
 void makeDirs(const std::string& path) {
-    for (size_t pos = 1; pos <= path.size(); ++pos) {
-        if (pos == path.size() || path[pos] == '/') {
-            std::string part = path.substr(0, pos);
-            if (mkdir(part.c_str(), 0777) != 0 && errno != EEXIST) {
-                ADD_FAILURE() << "mkdir " << part << ": " << strerror(errno);
-                return;
-            }
-        }
+    if (!fixture_files::makeDirs(path)) {
+        ADD_FAILURE() << "mkdir " << path << ": " << strerror(errno);
     }
 }
 
 void writeFile(const std::string& path, const std::string& contents) {
-    size_t slash = path.rfind('/');
-    if (slash != std::string::npos && slash > 0) {
-        makeDirs(path.substr(0, slash));
-    }
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (!out) {
+    if (!fixture_files::writeFile(path, contents)) {
         ADD_FAILURE() << "cannot write " << path;
-        return;
     }
-    out << contents;
 }
 
 std::string readFile(const std::string& path) {

@@ -1,10 +1,10 @@
 // Fixture helpers shared by the renderer tests: fake application bundles and executables in a
-// sandbox, render control documents parsed from text, an application registry (GIO) over a
-// temporary XDG data folder, and a fresh override map and a capturing diagnostics sink per test.
+// sandbox and an application registry (GIO) over a temporary XDG data folder (RendererFiles.h,
+// failing the test when a file cannot be made), render control documents parsed from text, and a
+// fresh override map and a capturing diagnostics sink per test.
 #ifndef CORVIX_TESTS_RENDERERS_RENDERERFIXTURES_H
 #define CORVIX_TESTS_RENDERERS_RENDERERFIXTURES_H
 
-#include <sys/stat.h>
 #include <tinyxml.h>
 
 #include <memory>
@@ -12,49 +12,27 @@
 #include <vector>
 
 #include "RenderControlInfo.h"
+#include "RendererFiles.h"
 #include "RendererOverrideMap.h"
 #include "TestEnvironment.h"
 #include "VeskDiagnostics.h"
 
 namespace renderer_test {
 
-const char kSceneType[] = "application/x-corvix-scene";
+using renderer_files::kSceneType;
 
 inline void makeExecutable(const std::string& path, const std::string& contents = "#!/bin/sh\n") {
-    corvix_test::writeFile(path, contents);
-    chmod(path.c_str(), 0755);
+    EXPECT_TRUE(renderer_files::makeExecutable(path, contents)) << path;
 }
 
-// bundle/Contents/Info.plist (an XML property list naming executable and version) and
-// bundle/Contents/MacOS/executable.
 inline void makeBundle(const std::string& bundle, const std::string& executable,
                        const std::string& version) {
-    corvix_test::writeFile(bundle + "/Contents/Info.plist",
-                           "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist>\n"
-                           "<plist version=\"1.0\"><dict><key>CFBundleExecutable</key><string>" +
-                               executable +
-                               "</string><key>CFBundleShortVersionString</key><string>" + version +
-                               "</string></dict></plist>\n");
-    makeExecutable(bundle + "/Contents/MacOS/" + executable);
+    EXPECT_TRUE(renderer_files::makeBundle(bundle, executable, version)) << bundle;
 }
 
-// Registers the type of "*.cvxscene" and one desktop entry "app<i>.desktop" per command line
-// (the Exec value) below dataHome, then rebuilds both caches, as a package manager would.
 inline void registerApplications(const std::string& dataHome,
                                  const std::vector<std::string>& commandLines) {
-    corvix_test::writeFile(dataHome + "/mime/packages/corvix-scene.xml",
-                           "<?xml version=\"1.0\"?>\n<mime-info xmlns=\"http://www.freedesktop.org/"
-                           "standards/shared-mime-info\"><mime-type type=\"" +
-                               std::string(kSceneType) +
-                               "\"><glob pattern=\"*.cvxscene\"/></mime-type></mime-info>\n");
-    for (size_t i = 0; i < commandLines.size(); ++i) {
-        corvix_test::writeFile(dataHome + "/applications/app" + std::to_string(i) + ".desktop",
-                               "[Desktop Entry]\nType=Application\nName=App\nExec=" +
-                                   commandLines[i] + "\nMimeType=" + kSceneType + ";\n");
-    }
-    ASSERT_EQ(0, corvix_test::runCommand("update-mime-database '" + dataHome + "/mime' 2>&1"));
-    ASSERT_EQ(0,
-              corvix_test::runCommand("update-desktop-database '" + dataHome + "/applications'"));
+    ASSERT_TRUE(renderer_files::registerApplications(dataHome, commandLines)) << dataHome;
 }
 
 // Parses a render control document and builds its renderer; null when either fails.
