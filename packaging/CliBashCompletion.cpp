@@ -7,11 +7,21 @@
 
 namespace {
 
-// The body of the completion function. It walks the words before the cursor to find the command
-// they choose and how many of its arguments are given, then offers that command's options, its
-// verbs, or what the option before the cursor or the next argument takes.
-const char kCompletionBody[] = R"(
-    local command=%PROGRAM% word i argc=0
+// The completion function walks the words before the cursor to find the command they choose
+// and how many of its arguments are given, then offers that command's options, its verbs, or
+// what the option before the cursor or the next argument takes.
+const char kScript[] = R"(# bash completion for @PROGRAM@: its verbs, their options, and what option
+# values and arguments are. Written at build time from the program's own command-line definition.
+
+@FUNCTION@() {
+    local cur prev words cword split
+    _init_completion -s || return
+
+    # Keyed by command (the words that choose it): the verbs and options that may follow it, and
+    # what its arguments are, in order. Keyed by command and option: what the option's value is.
+    # A kind is file, folder, text, or one-of: with the words joined by |.
+@ARRAYS@
+    local command=@QUOTED_PROGRAM@ word i argc=0
     for ((i = 1; i < cword; i++)); do
         word=${words[i]}
         if [[ -n ${values["$command $word"]-} ]]; then
@@ -45,7 +55,16 @@ const char kCompletionBody[] = R"(
             ;;
     esac
 }
+
+complete -F @FUNCTION@ @PROGRAM@
 )";
+
+void replaceAll(std::string* text, const std::string& placeholder, const std::string& value) {
+    for (size_t at = text->find(placeholder); at != std::string::npos;
+         at = text->find(placeholder, at + value.size())) {
+        text->replace(at, placeholder.size(), value);
+    }
+}
 
 std::string quoted(const std::string& text) {
     std::string out = "'";
@@ -76,14 +95,6 @@ std::string kindWord(const CliOptionInfo& option) {
     return "text";
 }
 
-std::string joined(const std::vector<std::string>& words) {
-    std::string text;
-    for (const std::string& word : words) {
-        text += (text.empty() ? "" : " ") + word;
-    }
-    return text;
-}
-
 void writeArray(const char* name, const std::map<std::string, std::string>& entries,
                 std::ostream& out) {
     out << "    local -A " << name << "=(\n";
@@ -105,14 +116,14 @@ std::string cliBashCompletion(const std::vector<CliCommandInfo>& commands) {
     std::map<std::string, std::string> verbs, options, arguments, values;
     std::map<std::string, const CliCommandInfo*> byPath;
     for (const CliCommandInfo& command : commands) {
-        const std::string path = command.pathText();
+        const std::string path = cliJoin(command._path);
         byPath[path] = &command;
-        verbs[path] = joined(command._verbs);
+        verbs[path] = cliJoin(command._verbs);
         std::vector<std::string> kinds;
         for (const CliOptionInfo& argument : command._arguments) {
             kinds.push_back(kindWord(argument));
         }
-        arguments[path] = joined(kinds);
+        arguments[path] = cliJoin(kinds);
         // A command that falls through also takes its parent's options, after its own.
         std::vector<std::string> names;
         std::set<std::string> seen;
@@ -128,35 +139,25 @@ std::string cliBashCompletion(const std::vector<CliCommandInfo>& commands) {
                     }
                 }
             }
-            const std::string parent = joined({at->_path.begin(), at->_path.end() - 1});
+            const std::string parent = cliJoin({at->_path.begin(), at->_path.end() - 1});
             at = at->_fallthrough ? byPath[parent] : nullptr;
         }
-        options[path] = joined(names);
+        options[path] = cliJoin(names);
     }
 
-    std::ostringstream out;
     std::string function = "_" + program;
     for (char& c : function) {
         c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
     }
-    out << "# bash completion for " << program << ": its verbs, their options, and what option\n"
-        << "# values and arguments are. Written at build time from the program's own command-line\n"
-        << "# definition.\n\n"
-        << function << "() {\n"
-        << "    local cur prev words cword split\n"
-        << "    _init_completion -s || return\n\n"
-        << "    # Keyed by command (the words that choose it): the verbs and options that may "
-           "follow "
-           "it,\n"
-        << "    # and what its arguments are, in order. Keyed by command and option: what the "
-           "option's\n"
-        << "    # value is. A kind is file, folder, text, or one-of: with the words joined by |.\n";
-    writeArray("verbs", verbs, out);
-    writeArray("options", options, out);
-    writeArray("arguments", arguments, out);
-    writeArray("values", values, out);
-    std::string body = kCompletionBody;
-    body.replace(body.find("%PROGRAM%"), 9, quoted(program));
-    out << body.substr(1) << "\ncomplete -F " << function << " " << program << "\n";
-    return out.str();
+    std::ostringstream arrays;
+    writeArray("verbs", verbs, arrays);
+    writeArray("options", options, arrays);
+    writeArray("arguments", arguments, arrays);
+    writeArray("values", values, arrays);
+    std::string script = kScript;
+    replaceAll(&script, "@ARRAYS@\n", arrays.str());
+    replaceAll(&script, "@QUOTED_PROGRAM@", quoted(program));
+    replaceAll(&script, "@FUNCTION@", function);
+    replaceAll(&script, "@PROGRAM@", program);
+    return script;
 }

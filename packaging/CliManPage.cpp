@@ -86,12 +86,9 @@ void writeOptions(const CliCommandInfo& command, std::ostream& out) {
 }
 
 void writeVerb(const CliCommandInfo& command, std::ostream& out) {
-    std::string verb;
-    for (size_t i = 1; i < command._path.size(); ++i) {
-        verb += (i > 1 ? " " : "") + command._path[i];
-    }
+    const std::string verb = cliJoin({command._path.begin() + 1, command._path.end()});
     out << ".SS \"" << roffText(verb) << "\"\n"
-        << bold(command.pathText()) << " [" << italic("options") << "]";
+        << bold(cliJoin(command._path)) << " [" << italic("options") << "]";
     for (const CliOptionInfo& argument : command._arguments) {
         out << " " << (argument._required ? "" : "[") << italic(argument._valueName)
             << (argument._required ? "" : "]");

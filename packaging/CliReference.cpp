@@ -92,9 +92,9 @@ void addCommand(const CLI::App& app, std::vector<std::string> path,
 
 }  // namespace
 
-std::string CliCommandInfo::pathText() const {
+std::string cliJoin(const std::vector<std::string>& words) {
     std::string text;
-    for (const std::string& word : _path) {
+    for (const std::string& word : words) {
         text += (text.empty() ? "" : " ") + word;
     }
     return text;

@@ -43,10 +43,10 @@ struct CliCommandInfo {
     bool _verbRequired = false;
     // Whether the parent's options are also accepted after this command's name.
     bool _fallthrough = false;
-
-    // The path joined by spaces.
-    std::string pathText() const;
 };
+
+// words joined by single spaces: a command's path as it is typed.
+std::string cliJoin(const std::vector<std::string>& words);
 
 // Every command of app, the program first, each verb before its own verbs, in definition order.
 // Options and verbs that the help hides (no group) are left out; option groups count as part of
