@@ -39,7 +39,11 @@ std::vector<Command> liveCommands() {
     std::function<void(const CLI::App&, const std::string&)> walk = [&](const CLI::App& at,
                                                                         const std::string& verb) {
         Command command{verb.empty() ? at.get_name() : "corvix-support " + verb, verb, {}, {}};
+        // Options and verbs without a group are hidden from help, and so from the page.
         for (const CLI::Option* option : at.get_options()) {
+            if (option->get_group().empty()) {
+                continue;
+            }
             for (const std::string& name : option->get_snames()) {
                 command._options.push_back("-" + name);
             }
@@ -47,7 +51,8 @@ std::vector<Command> liveCommands() {
                 command._options.push_back("--" + name);
             }
         }
-        std::vector<const CLI::App*> verbs = at.get_subcommands({});
+        std::vector<const CLI::App*> verbs =
+            at.get_subcommands([](const CLI::App* sub) { return !sub->get_group().empty(); });
         for (const CLI::App* sub : verbs) {
             command._verbs.push_back(sub->get_name());
         }
@@ -81,27 +86,27 @@ class InstalledFilesTest : public corvix_test::SandboxTest {
     // <tmp>/work, run the way bash does: split into words, "=" a word of its own, a trailing
     // blank starting an empty word.
     std::map<std::string, std::set<std::string>> complete(const std::vector<std::string>& lines) {
-        std::string script =
-            "source /usr/share/bash-completion/bash_completion\n"
-            "source " CORVIX_BASH_COMPLETION
-            "\n"
-            "cd " +
-            quoted(tmp("work")) +
-            "\n"
-            "query() {\n"
-            "    COMP_LINE=$1 COMP_POINT=${#1} COMPREPLY=()\n"
-            "    read -ra COMP_WORDS <<<\"${1//=/ = }\"\n"
-            "    [[ $1 == *' ' ]] && COMP_WORDS+=('')\n"
-            "    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
-            "    _corvix_support\n"
-            "    printf '%s\\n' \"== $1\" \"${COMPREPLY[@]}\"\n"
-            "}\n";
+        std::string script = R"(source /usr/share/bash-completion/bash_completion
+source "$1"
+cd "$2"
+query() {
+    COMP_LINE=$1 COMP_POINT=${#1} COMPREPLY=()
+    read -ra COMP_WORDS <<<"${1//=/ = }"
+    [[ $1 == *' ' ]] && COMP_WORDS+=('')
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    _corvix_support
+    printf '%s\n' "== $1" "${COMPREPLY[@]}"
+}
+)";
         for (const std::string& line : lines) {
             script += "query " + quoted(line) + "\n";
         }
         writeFile(tmp("complete.sh"), script);
         std::string output;
-        EXPECT_EQ(0, runCommand("bash " + quoted(tmp("complete.sh")) + " 2>&1", &output)) << output;
+        EXPECT_EQ(0, runCommand("bash " + quoted(tmp("complete.sh")) +
+                                    " " CORVIX_BASH_COMPLETION " " + quoted(tmp("work")) + " 2>&1",
+                                &output))
+            << output;
         std::map<std::string, std::set<std::string>> offered;
         std::set<std::string>* words = nullptr;
         std::istringstream in(output);
