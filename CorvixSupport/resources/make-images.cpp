@@ -146,7 +146,7 @@ void application(QPainter& p) {
     lifebuoy(p, QPointF(32, 32), 21, 10);
 }
 
-// Draws a design of designSize pixels square into an image of size pixels.
+// Draws a design of designSize pixels square (0: of size pixels) into an image of size pixels.
 bool save(const QString& folder, const QString& name, int size,
           const std::function<void(QPainter&)>& draw, int designSize = 0) {
     QImage image(size, size, QImage::Format_ARGB32);
