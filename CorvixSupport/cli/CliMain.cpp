@@ -28,14 +28,9 @@ class CliDiagnosticSink : public VeskDiagnosticSink {
 
 }  // namespace
 
-int corvixCliMain(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
-                  std::istream& in, bool interactive) {
-    CliContext context{out, err, in, interactive};
-    CliDiagnosticSink sink(err);
-    VeskScopedDiagnosticSink useSink(&sink);
-
-    CLI::App app{"Corvix Pro support tool: support packages, maintenance and 3D renderers.",
-                 "corvix-support"};
+void buildCorvixCliApp(CLI::App& app, CliContext& context) {
+    app.name("corvix-support");
+    app.description("Corvix Pro support tool: support packages, maintenance and 3D renderers.");
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", std::string("corvix-support ") + CORVIX_VERSION);
 
@@ -47,6 +42,16 @@ int corvixCliMain(int argc, const char* const* argv, std::ostream& out, std::ost
         ->type_name("DIR");
 
     registerCliCommands(app, context);
+}
+
+int corvixCliMain(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
+                  std::istream& in, bool interactive) {
+    CliContext context{out, err, in, interactive};
+    CliDiagnosticSink sink(err);
+    VeskScopedDiagnosticSink useSink(&sink);
+
+    CLI::App app;
+    buildCorvixCliApp(app, context);
 
     try {
         app.parse(argc, argv);

@@ -4,6 +4,17 @@
 
 #include <iosfwd>
 
+namespace CLI {
+class App;
+}
+struct CliContext;
+
+// Defines every global option and verb of corvix-support on app, which must be fresh. Nothing
+// runs until app parses a command line; the verbs' callbacks then write to context's streams.
+// Also used at build time to write the manual page and the shell completion from the same
+// definition.
+void buildCorvixCliApp(CLI::App& app, CliContext& context);
+
 // Runs corvix-support with argv (argv[0] is the program name). Returns the exit code. Output goes
 // to out and err; questions are read from in when interactive is true.
 int corvixCliMain(int argc, const char* const* argv, std::ostream& out, std::ostream& err,

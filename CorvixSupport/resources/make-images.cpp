@@ -1,9 +1,12 @@
 // Draws the window's images as PNG files into a folder: the four toolbar images (32 x 32), the
 // table's status images valid.png and invalid.png (16 x 16) and the application image
-// (64 x 64). The PNGs are committed; run this only to change them:
+// (64 x 64); and, into a second folder, the application icon at the desktop icon theme's sizes,
+// scaled from the same 64-pixel drawing (icons/ holds a hand-written SVG of it as well). The PNGs
+// are committed; run this only to change them:
 //
 //   cmake --build build --target corvix_make_images
-//   build/CorvixSupport/mac/corvix_make_images CorvixSupport/resources/images
+//   cd CorvixSupport/resources
+//   ../../build/CorvixSupport/mac/corvix_make_images images icons
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
@@ -143,12 +146,16 @@ void application(QPainter& p) {
     lifebuoy(p, QPointF(32, 32), 21, 10);
 }
 
-bool save(const QString& folder, const char* name, int size,
-          const std::function<void(QPainter&)>& draw) {
+// Draws a design of designSize pixels square (0: of size pixels) into an image of size pixels.
+bool save(const QString& folder, const QString& name, int size,
+          const std::function<void(QPainter&)>& draw, int designSize = 0) {
     QImage image(size, size, QImage::Format_ARGB32);
     image.fill(Qt::transparent);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing, true);
+    if (designSize > 0) {
+        painter.scale(qreal(size) / designSize, qreal(size) / designSize);
+    }
     draw(painter);
     painter.end();
     const QString path = folder + "/" + name;
@@ -164,17 +171,21 @@ bool save(const QString& folder, const char* name, int size,
 
 int main(int argc, char* argv[]) {
     QGuiApplication app(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: corvix_make_images FOLDER\n");
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: corvix_make_images FOLDER ICON_FOLDER\n");
         return 2;
     }
     const QString folder = QString::fromLocal8Bit(argv[1]);
-    const bool ok = save(folder, "information.png", 32, information) &&
-                    save(folder, "3d-renderers.png", 32, renderers) &&
-                    save(folder, "maintenance.png", 32, maintenance) &&
-                    save(folder, "support.png", 32, support) &&
-                    save(folder, "valid.png", 16, valid) &&
-                    save(folder, "invalid.png", 16, invalid) &&
-                    save(folder, "corvix-support.png", 64, application);
+    const QString iconFolder = QString::fromLocal8Bit(argv[2]);
+    bool ok = save(folder, "information.png", 32, information) &&
+              save(folder, "3d-renderers.png", 32, renderers) &&
+              save(folder, "maintenance.png", 32, maintenance) &&
+              save(folder, "support.png", 32, support) && save(folder, "valid.png", 16, valid) &&
+              save(folder, "invalid.png", 16, invalid) &&
+              save(folder, "corvix-support.png", 64, application);
+    for (int size : {16, 32, 48, 64, 128, 256}) {
+        ok = ok && save(iconFolder, QString("example.orvanta.CorvixSupport-%1.png").arg(size), size,
+                        application, 64);
+    }
     return ok ? 0 : 1;
 }
