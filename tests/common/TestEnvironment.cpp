@@ -12,8 +12,10 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 #include "FixtureFiles.h"
+#include "VeskLog.h"
 #include "VeskPlatform.h"
 
 namespace corvix_test {
@@ -85,6 +87,24 @@ void SandboxTest::SetUp() {
 
 void SandboxTest::TearDown() {
     vesk_setMachineRoot("");
+}
+
+ProductLog::ProductLog(std::string path, bool developerLines) : _path(std::move(path)) {
+    VeskLoggingEnabled = 1;
+    VeskDevLoggingEnabled = developerLines;
+    VeskThreadLoggingEnabled = 0;
+    initializeVeskLogging(const_cast<char*>(_path.c_str()));
+}
+
+ProductLog::~ProductLog() {
+    VeskLoggingInitialized = 0;
+    cleanupVeskLogging();
+    VeskDevLoggingEnabled = 0;
+    VeskThreadLoggingEnabled = 1;
+}
+
+std::string ProductLog::text() const {
+    return exists(_path) ? readFile(_path) : std::string();
 }
 
 void makeDirs(const std::string& path) {

@@ -55,9 +55,32 @@ class SandboxTest : public ::testing::Test {
     std::string tmp(const std::string& relative = "") const {
         return relative.empty() ? _tmp.path() : _tmp / relative;
     }
+    // A product generation's machine-wide folder ("CorvixPro" or "CorvixPro2") below the root,
+    // and the user's folder of logs and configuration files; both end in "/".
+    std::string productFolder(const std::string& generation = "CorvixPro2") const {
+        return root() + "/Library/Application Support/Orvanta Software/" + generation + "/";
+    }
+    std::string userFolder() const { return home() + "/.config/Orvanta/Corvix/"; }
 
     TempDir _tmp;
     ScopedEnv _env;
+};
+
+// The product log written to path while the object lives, its lines without the thread field;
+// developer lines only with developerLines.
+class ProductLog {
+  public:
+    explicit ProductLog(std::string path, bool developerLines = false);
+    ~ProductLog();
+    ProductLog(const ProductLog&) = delete;
+    ProductLog& operator=(const ProductLog&) = delete;
+
+    // Everything written so far ("" before the first line).
+    std::string text() const;
+    bool has(const std::string& piece) const { return text().find(piece) != std::string::npos; }
+
+  private:
+    std::string _path;
 };
 
 // File helpers for fixtures. All abort the test (via ADD_FAILURE) on I/O errors.

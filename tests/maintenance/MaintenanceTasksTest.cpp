@@ -1,7 +1,5 @@
 // The Maintenance view's logic: the dialogs and their order, the tasks and their order under an
 // error, and the logging level in the two user configuration files.
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
@@ -10,8 +8,7 @@
 #include "MaintenanceTest.h"
 #include "VeskConfig.h"
 
-using corvix_test::exists;
-using corvix_test::writeFile;
+using namespace corvix_test;
 
 namespace {
 
@@ -38,11 +35,9 @@ const std::string kCompleted =
     " Maintenace tasks completed. | The maintenance tasks that you have selected have been "
     "succesfully executed.";
 
-class MaintenanceTasksTest : public corvix_test::MaintenanceTest {
+class MaintenanceTasksTest : public MaintenanceTest {
   protected:
-    std::string product(const std::string& item) const {
-        return MaintenanceTest::product("CorvixPro2", item);
-    }
+    std::string product(const std::string& item) const { return productFolder() + item; }
     void makeState() {
         for (const char* item :
              {"RenderQueue/RQ.txt", "Cache/frame", "Config.txt", "FrameCache.cpr"}) {
@@ -97,10 +92,8 @@ TEST_F(MaintenanceTasksTest, TasksRunOnlyWhenSelectedAndConfirmed) {
 
 TEST_F(MaintenanceTasksTest, LogFailureSkipsLaterTasksAndStillCompletes) {
     makeState();
-    std::string logFolder = userFolder();
-    logFolder.pop_back();
-    corvix_test::runCommand("rm -rf '" + logFolder + "'");
-    writeFile(logFolder, "not a folder");
+    runCommand("rm -rf '" + userFolder() + "'");
+    writeFile(home() + "/.config/Orvanta/Corvix", "not a folder");
 
     MaintenanceReport report =
         MaintenanceTasks::execute(MaintenanceSelection{true, true, true, true}, _dialogs);
@@ -157,7 +150,7 @@ TEST_F(MaintenanceTasksTest, LoggingLevelIsReadFromBothFilesAndWrittenToTheSecon
 // A level that cannot be stored is said so instead of asking for a restart; a file that cannot
 // be read makes peeking fail, naming it.
 TEST_F(MaintenanceTasksTest, LevelThatCannotBeStoredOrReadIsReported) {
-    corvix_test::makeDirs(userFolder() + "CorvixPro2.cfg");
+    makeDirs(userFolder() + "CorvixPro2.cfg");
     _dialogs.shown.clear();
     EXPECT_FALSE(MaintenanceTasks::writeLoggingLevel(kLoggingOn, _dialogs));
     const std::string reason = userFolder() + "CorvixPro2.cfg is a folder, not a regular file";

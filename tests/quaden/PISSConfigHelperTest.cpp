@@ -6,10 +6,9 @@
 
 #include "QuadenStoreTest.h"
 #include "Quaden_PISSConfigHelper.h"
+#include "VeskLog.h"
 
-using corvix_test::makeDirs;
-using corvix_test::readFile;
-using corvix_test::writeFile;
+using namespace corvix_test;
 
 namespace {
 
@@ -17,12 +16,8 @@ class ConfigHelperTest : public QuadenStoreTest {
   protected:
     void SetUp() override {
         QuadenStoreTest::SetUp();
-        VeskDevLoggingEnabled = 1;
+        VeskDevLoggingEnabled = 1;  // the product log's own fixture turns it off again
         makeDirs(tmp("proj"));
-    }
-    void TearDown() override {
-        VeskDevLoggingEnabled = 0;
-        QuadenStoreTest::TearDown();
     }
     // A cache folder holding one sparse file of mb megabytes.
     std::string cacheOf(const std::string& name, int mb) {

@@ -12,23 +12,21 @@
 #include "AppFinder.h"
 #include "RenderExecutable.h"
 #include "RendererFixtures.h"
-#include "TestEnvironment.h"
 #include "VeskPath.h"
 
-using corvix_test::writeFile;
-using renderer_test::makeBundle;
-using renderer_test::makeExecutable;
+using namespace corvix_test;
+using namespace renderer_test;
 
 namespace {
 
-class AppFinderTest : public renderer_test::RendererTest {
+class AppFinderTest : public RendererTest {
   protected:
     void SetUp() override {
         RendererTest::SetUp();
         _env.set("XDG_DATA_HOME", tmp("share"));
         // An empty system folder, so that the machine's own applications never answer.
         _env.set("XDG_DATA_DIRS", tmp("system-share"));
-        corvix_test::makeDirs(tmp("system-share"));
+        makeDirs(tmp("system-share"));
     }
 
     // Desktop entries whose Exec quotes each program, as a path holding a space requires.

@@ -8,11 +8,8 @@
 #include "RenderStrings.h"
 #include "RendererFixtures.h"
 #include "StringMatcher.h"
-#include "TestEnvironment.h"
-#include "VeskLog.h"
 
-using corvix_test::readFile;
-using corvix_test::writeFile;
+using namespace corvix_test;
 
 namespace {
 
@@ -48,26 +45,13 @@ const char kRenderer[] =
 
 class RenderControllerTest : public renderer_test::RendererTest {
   protected:
-    void SetUp() override {
-        RendererTest::SetUp();
-        _log = tmp("render.log");
-        VeskThreadLoggingEnabled = 0;
-        initializeVeskLogging(const_cast<char*>(_log.c_str()));
-    }
-    void TearDown() override {
-        VeskLoggingInitialized = 0;
-        VeskThreadLoggingEnabled = 1;
-        cleanupVeskLogging();
-        RendererTest::TearDown();
-    }
     std::string controlFile(const std::string& body, const std::string& name = "r.xml") {
         writeFile(tmp(name), std::string(kRenderer) + body + "</renderer>");
         return tmp(name);
     }
-    bool logged(const std::string& text) {
-        return corvix_test::exists(_log) && readFile(_log).find(text) != std::string::npos;
-    }
-    std::string _log;
+    bool logged(const std::string& text) { return _log.has(text); }
+
+    ProductLog _log{tmp("render.log")};
 };
 
 const char kMachine[] =
@@ -143,7 +127,7 @@ TEST_F(RenderControllerTest, StartingStateIsTheLastDefaultElseTheFirst) {
 }
 
 TEST_F(RenderControllerTest, BrokenFilesAndExpressionsAreLoggedNotFatal) {
-    corvix_test::makeDirs(tmp("folder.xml"));  // not a file: unreadable and named, not a crash
+    makeDirs(tmp("folder.xml"));  // not a file: unreadable and named, not a crash
     for (const char* name : {"absent.xml", "folder.xml"}) {
         RenderController unreadable(tmp(name).c_str());
         EXPECT_FALSE(unreadable.isValid());

@@ -1,7 +1,7 @@
 // Fixture helpers shared by the renderer tests: fake application bundles and executables in a
 // sandbox and an application registry (GIO) over a temporary XDG data folder (RendererFiles.h,
 // failing the test when a file cannot be made), render control documents parsed from text, and a
-// fresh override map and a capturing diagnostics sink per test.
+// fresh override map and captured diagnostics per test.
 #ifndef CORVIX_TESTS_RENDERERS_RENDERERFIXTURES_H
 #define CORVIX_TESTS_RENDERERS_RENDERERFIXTURES_H
 
@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
+#include "DiagnosticCapture.h"
 #include "RenderControlInfo.h"
 #include "RendererFiles.h"
 #include "RendererOverrideMap.h"
 #include "TestEnvironment.h"
-#include "VeskDiagnostics.h"
 
 namespace renderer_test {
 
@@ -45,15 +45,8 @@ inline std::unique_ptr<RenderControlInfo> controlInfoFrom(const std::string& xml
         RenderControlInfo::controlInfoFromElement(renderer, ignoreOverride));
 }
 
-// Keeps every message the core sends to the diagnostics sink.
-class CapturingSink : public VeskDiagnosticSink {
-  public:
-    void write(const std::string& text) override { _text += text; }
-    std::string _text;
-};
-
 // The sandbox, with the process-wide override map emptied before and after each test and the
-// core's messages captured in _diagnostics._text.
+// core's messages captured.
 class RendererTest : public corvix_test::SandboxTest {
   protected:
     void SetUp() override {
@@ -65,18 +58,11 @@ class RendererTest : public corvix_test::SandboxTest {
         SandboxTest::TearDown();
     }
     // The captured messages, cleared for the next step.
-    std::string diagnostics() {
-        std::string text;
-        text.swap(_diagnostics._text);
-        return text;
-    }
+    std::string diagnostics() { return _diagnostics.take(); }
     std::string applications() const { return root() + "/Applications"; }
-    std::string rendererFolder() const {
-        return root() + "/Library/Application Support/Orvanta Software/CorvixPro2/Renderers";
-    }
+    std::string rendererFolder() const { return productFolder() + "Renderers"; }
 
-    CapturingSink _diagnostics;
-    VeskScopedDiagnosticSink _capture{&_diagnostics};
+    corvix_test::DiagnosticCapture _diagnostics;
 };
 
 }  // namespace renderer_test

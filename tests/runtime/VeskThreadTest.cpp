@@ -11,8 +11,7 @@
 #include "VeskStringMap.h"
 #include "Vesk_Thread.h"
 
-using corvix_test::readFile;
-using corvix_test::SandboxTest;
+using namespace corvix_test;
 
 namespace {
 
@@ -49,30 +48,14 @@ class OrphanedThread : public Vesk_Thread {
 
 class ThreadTest : public SandboxTest {
   protected:
-    void SetUp() override {
-        SandboxTest::SetUp();
-        _log = tmp("threads.log");
-        VeskLoggingEnabled = 1;
-        VeskDevLoggingEnabled = 1;
-        VeskThreadLoggingEnabled = 0;
-        initializeVeskLogging(const_cast<char*>(_log.c_str()));
-    }
-    void TearDown() override {
-        VeskLoggingInitialized = 0;
-        VeskDevLoggingEnabled = 0;
-        VeskThreadLoggingEnabled = 1;
-        cleanupVeskLogging();
-        SandboxTest::TearDown();
-    }
-    bool logHas(const std::string& text) { return readFile(_log).find(text) != std::string::npos; }
-
-    std::string _log;
+    ProductLog _log{tmp("threads.log"), true};
 };
 
 TEST_F(ThreadTest, StartRunStopAndTheThreadList) {
     WaitingRunnable runnable;
     Vesk_Thread thread(&runnable);
     EXPECT_EQ(thread.isRunning(), 0);  // never started
+    EXPECT_NE(thread.kill(), 0);       // and cannot be killed
 
     thread.start();
     runnable.waitUntilStarted();
@@ -80,22 +63,22 @@ TEST_F(ThreadTest, StartRunStopAndTheThreadList) {
 
     displayRunningThreads();
     std::string listed = "ThreadId=[" + std::to_string(runnable._tid) + "]";
-    EXPECT_TRUE(logHas("WARNING\tThread still running: Handle=[")) << readFile(_log);
-    EXPECT_TRUE(logHas(listed));
+    EXPECT_TRUE(_log.has("WARNING\tThread still running: Handle=[")) << _log.text();
+    EXPECT_TRUE(_log.has(listed));
 
     thread.stop();
     EXPECT_TRUE(runnable._stopRequested);
     EXPECT_EQ(thread.isRunning(), 0);
-    EXPECT_TRUE(logHas("DEV\tVesk_Thread::start - calling pthread_createX()\n"));
-    EXPECT_TRUE(logHas("DEV\tvesk_threadMain:Starting thread[waiter]\n"));
-    EXPECT_TRUE(logHas("DEV\tvesk_threadMain:Exiting the thread[waiter]\n"));
+    EXPECT_TRUE(_log.has("DEV\tVesk_Thread::start - calling pthread_createX()\n"));
+    EXPECT_TRUE(_log.has("DEV\tvesk_threadMain:Starting thread[waiter]\n"));
+    EXPECT_TRUE(_log.has("DEV\tvesk_threadMain:Exiting the thread[waiter]\n"));
 
     // Once joined the thread is gone from the list.
-    truncate(_log.c_str(), 0);
+    truncate(tmp("threads.log").c_str(), 0);
     displayRunningThreads();
-    EXPECT_FALSE(logHas(listed));
-    EXPECT_TRUE(logHas("Start Running Threads List:\n"));
-    EXPECT_TRUE(logHas("End Running Threads List\n"));
+    EXPECT_FALSE(_log.has(listed));
+    EXPECT_TRUE(_log.has("Start Running Threads List:\n"));
+    EXPECT_TRUE(_log.has("End Running Threads List\n"));
 }
 
 TEST_F(ThreadTest, StopWithoutRunnableWarnsAndInterruptsTheThread) {
@@ -110,15 +93,9 @@ TEST_F(ThreadTest, StopWithoutRunnableWarnsAndInterruptsTheThread) {
     thread.waitForCompletion();  // returns only because the signal ended the thread
     EXPECT_FALSE(runnable._stopRequested);
     EXPECT_TRUE(
-        logHas("Warning: Vesk_Thread::stop() - Runnable object is not valid. Killing thread.\n"));
-    EXPECT_TRUE(logHas("Vesk_Thread received a kill request.\n"));
-    EXPECT_FALSE(logHas("Exiting the thread[waiter]"));
-}
-
-TEST_F(ThreadTest, KillOfANeverStartedThreadIsRefused) {
-    Vesk_Thread thread(nullptr);
-    EXPECT_NE(thread.kill(), 0);
-    EXPECT_EQ(thread.isRunning(), 0);
+        _log.has("Warning: Vesk_Thread::stop() - Runnable object is not valid. Killing thread.\n"));
+    EXPECT_TRUE(_log.has("Vesk_Thread received a kill request.\n"));
+    EXPECT_FALSE(_log.has("Exiting the thread[waiter]"));
 }
 
 TEST(VeskStringMap, PutKeepsPlaceGetCopiesAndUnknownKeysAreNull) {

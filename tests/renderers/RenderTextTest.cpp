@@ -1,4 +1,6 @@
-// The version ordering and the string helpers of the render control reader.
+// The text helpers of the render control reader: the version ordering, the string helpers and
+// the nesting count that guards TinyXML. The XML reader's refusals are named end to end in
+// CliRenderersTest; its byte-for-byte reading is RendererOverrideMapTest's.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -8,6 +10,7 @@
 
 #include "RenderStrings.h"
 #include "VersionCompare.h"
+#include "XmlFile.h"
 
 namespace {
 
@@ -80,6 +83,22 @@ TEST(RenderStringsTest, CopiesInclusiveRangesAndTrimsSpaces) {
     EXPECT_STREQ("   ", trim(spaces));
     EXPECT_STREQ(" a\t", trim(tab));
     EXPECT_EQ(nullptr, trim(nullptr));
+}
+
+// Whatever hides markup, or only looks like it, the count never falls below TinyXML's nesting.
+TEST(XmlFileTest, DepthIsNeverCountedBelowTinyXmlsNesting) {
+    const std::pair<const char*, bool> cases[] = {
+        {"<a><b><c/></b><b/><b x='1'/></a>", true},
+        {"<a><b><c><d>", false},
+        {"<a><!-- <b><c><d> --><![CDATA[<b><c><d>]]><?p <b><c><d> ?><!D <b>></a>", true},
+        {"</x></x></x><a><b><c><d>", false},
+        {"<a x=\"</a></a>\" y = '</a>'><b><c><d>", false},
+        {"<a x=\"/>\"><b x='>'><c><d>", false},
+        {"<a><_d><\xc3\xa9><e>", false},
+    };
+    for (const auto& [text, within] : cases) {
+        EXPECT_EQ(within, render_xmlDepthWithin(text, 3)) << text;
+    }
 }
 
 }  // namespace
