@@ -11,12 +11,9 @@
 
 #include "../renderers/RendererFixtures.h"
 #include "CliTest.h"
-#include "TestEnvironment.h"
 #include "VeskFile.h"
 
-using corvix_test::readFile;
-using corvix_test::runCommand;
-using corvix_test::writeFile;
+using namespace corvix_test;
 
 namespace {
 
@@ -29,11 +26,11 @@ std::string quoted(const std::string& text) {
     return "'" + text + "'";
 }
 
-class RenderersCommandTest : public corvix_test::CliTest {
+class RenderersCommandTest : public CliTest {
   protected:
     void SetUp() override {
         CliTest::SetUp();
-        _folder = root() + "/Library/Application Support/Orvanta Software/CorvixPro2/Renderers";
+        _folder = productFolder() + "Renderers";
         _program = root() + "/Applications/Cinema.app/Contents/MacOS/Cinema";
         renderer_test::makeExecutable(_program);
         controlFile("c4d.xml", "Prism 3D", "($APPDIR)/Cinema.app/Contents/MacOS/Cinema");
@@ -113,7 +110,7 @@ TEST_F(RenderersCommandTest, PinAndDiscoverTellWhatHappened) {
     EXPECT_EQ(row("Discover", "Installed", _program), _out) << "saved";
 
     unlink((_folder + "/overrides.xml").c_str());
-    corvix_test::makeDirs(_folder + "/overrides.xml");
+    makeDirs(_folder + "/overrides.xml");
     EXPECT_EQ(1, renderers({"pin", "Prism 3D", "/opt/missing"}));
     EXPECT_TRUE(
         said("Could not update 3d render settings. There was trouble modifying the "

@@ -1,14 +1,11 @@
 // corvix-support sweep: what the verb adds (output, exit codes, messages) in-process, and Ctrl-C
 // and SIGTERM through the real binary.
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cctype>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -94,27 +91,16 @@ TEST_F(SweepCommandTest, SignalsStopTheWalkAndLoseNoLogLine) {
     ASSERT_EQ(0, mkfifo(sweepLog().c_str(), 0600));
     for (int signal : {SIGINT, SIGTERM}) {
         std::string p = tmp("projects" + std::to_string(signal));
-        makeDirs(p);
         for (int i = 0; i < total; ++i) {
             writeFile(p + "/" + caseVariant(i), "");
         }
         std::string outPath = tmp("out.txt");
         // Open for reading before the sweep starts: it opens its log without waiting and would
         // refuse a FIFO with no reader yet.
-        int fifo = open(sweepLog().c_str(), O_RDONLY | O_NONBLOCK);
+        int fifo = open(sweepLog().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
         ASSERT_NE(-1, fifo);
-        pid_t child = fork();
+        pid_t child = spawn({"sweep", p}, outPath);
         ASSERT_NE(-1, child);
-        if (child == 0) {
-            close(fifo);
-            int fd = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            dup2(fd, STDOUT_FILENO);
-            int errFd = open((outPath + ".err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            dup2(errFd, STDERR_FILENO);
-            execl(CORVIX_SUPPORT_BINARY, CORVIX_SUPPORT_BINARY, "sweep", p.c_str(),
-                  static_cast<char*>(nullptr));
-            _exit(127);
-        }
         std::string log;
         char buffer[4096];
         bool signalled = false;
@@ -131,10 +117,7 @@ TEST_F(SweepCommandTest, SignalsStopTheWalkAndLoseNoLogLine) {
             }
         }
         close(fifo);
-        int status = 0;
-        ASSERT_EQ(child, waitpid(child, &status, 0));
-        ASSERT_TRUE(WIFEXITED(status)) << signal;
-        EXPECT_EQ(1, WEXITSTATUS(status));
+        EXPECT_EQ(1, exitCode(child)) << signal;
 
         size_t removed = occurrences(log, "REMOVED - ");
         EXPECT_GT(removed, 0u);

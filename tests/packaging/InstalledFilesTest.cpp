@@ -15,10 +15,7 @@
 #include "CliMain.h"
 #include "TestEnvironment.h"
 
-using corvix_test::makeDirs;
-using corvix_test::readFile;
-using corvix_test::runCommand;
-using corvix_test::writeFile;
+using namespace corvix_test;
 
 namespace {
 
@@ -80,7 +77,7 @@ std::string quoted(const std::string& s) {
     return "'" + s + "'";
 }
 
-class InstalledFilesTest : public corvix_test::SandboxTest {
+class InstalledFilesTest : public SandboxTest {
   protected:
     // What the completion offers for each line (the text before the cursor) in the folder
     // <tmp>/work, run the way bash does: split into words, "=" a word of its own, a trailing

@@ -29,7 +29,8 @@ TEST_F(PlatformTest, MachinePathIsUntouchedWithoutRootAndPrefixedWithOne) {
     EXPECT_EQ(vesk_machinePath("/Applications"), "/mnt/disk/Applications");
 }
 
-// Without HOME the password database names the home folder, but not the Preferences folder.
+// The fallbacks: "$HOME/Library/Preferences" when the folder cannot be made, the temporary folder
+// without HOME. Without HOME the password database still names the home folder.
 TEST_F(PlatformTest, PreferencesFolderFollowsXdgThenHomeAndIsCreated) {
     std::string folder;
     _env.set("XDG_CONFIG_HOME", tmp("xdg/config"));
@@ -41,11 +42,18 @@ TEST_F(PlatformTest, PreferencesFolderFollowsXdgThenHomeAndIsCreated) {
     ASSERT_TRUE(vesk_preferencesFolder(&folder));
     EXPECT_EQ(folder, home() + "/.config");
 
+    writeFile(tmp("blocker"), "");
+    _env.set("XDG_CONFIG_HOME", tmp("blocker/config"));
+    EXPECT_FALSE(vesk_preferencesFolderOrFallback(&folder));
+    EXPECT_EQ(folder, home() + "/Library/Preferences");
+
     _env.set("XDG_CONFIG_HOME", std::nullopt);
     _env.set("HOME", std::nullopt);
     folder = "unchanged";
     EXPECT_FALSE(vesk_preferencesFolder(&folder));
     EXPECT_EQ(folder, "unchanged");
+    EXPECT_FALSE(vesk_preferencesFolderOrFallback(&folder));
+    EXPECT_EQ(folder, tmp("tmp"));
     ASSERT_TRUE(vesk_homeFolder(&folder));
     struct passwd* pw = getpwuid(getuid());
     ASSERT_NE(pw, nullptr);
