@@ -1,6 +1,5 @@
 // corvix-support clean, in-process: what the verb adds (refusals, the question, the report and
 // its exit codes), and the whole command on linked and deeply nested product folders.
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,33 +12,12 @@ using namespace corvix_test;
 
 namespace {
 
-// A chain of depth folders named "d" below top, with a file "frame" at the bottom. Built
-// relative to each folder: the whole path would not fit any path buffer.
-void makeDeepTree(const std::string& top, int depth) {
-    makeDirs(top);
-    int fd = open(top.c_str(), O_RDONLY | O_DIRECTORY);
-    for (int i = 0; i < depth && fd >= 0; ++i) {
-        mkdirat(fd, "d", 0777);
-        int next = openat(fd, "d", O_RDONLY | O_DIRECTORY);
-        close(fd);
-        fd = next;
-    }
-    ASSERT_GE(fd, 0);
-    close(openat(fd, "frame", O_WRONLY | O_CREAT, 0666));
-    close(fd);
-}
-
 class CleanCommandTest : public CliTest {
   protected:
     void makeState() {
         writeFile(product("CorvixPro", "RenderQueue/RQ.txt"), "q");
         writeFile(product("CorvixPro", "Cache/frame"), "f");
         writeFile(userFolder() + "corvix.log", "l");
-    }
-    // Deep fixtures clean themselves: the sandbox's own clean-up cannot go that deep.
-    void TearDown() override {
-        runCommand("rm -rf '" + root() + "'");
-        SandboxTest::TearDown();
     }
     std::string product(const std::string& generation, const std::string& item) const {
         return productFolder(generation) + item;

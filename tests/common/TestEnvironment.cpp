@@ -1,6 +1,6 @@
 #include "TestEnvironment.h"
 
-#include <ftw.h>
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -54,23 +54,11 @@ TempDir::TempDir() {
 }
 
 TempDir::~TempDir() {
-    if (_path.empty()) {
-        return;
+    // Folders are made writable first, so that tests of unwritable folders clean up too; rm
+    // takes trees deeper than any path buffer.
+    if (!_path.empty()) {
+        runCommand("chmod -R u+rwx '" + _path + "' 2>/dev/null; rm -rf '" + _path + "'");
     }
-    // Make every folder writable first, so that tests of unwritable folders clean up too.
-    nftw(
-        _path.c_str(),
-        [](const char* p, const struct stat* st, int type, struct FTW*) {
-            if (type == FTW_D || type == FTW_DNR) {
-                chmod(p, (st->st_mode & 07777) | 0700);
-            }
-            return 0;
-        },
-        32, FTW_PHYS);
-    nftw(
-        _path.c_str(),
-        [](const char* p, const struct stat*, int, struct FTW*) { return remove(p) == 0 ? 0 : 0; },
-        32, FTW_DEPTH | FTW_PHYS);
 }
 
 void SandboxTest::SetUp() {
@@ -143,6 +131,24 @@ std::vector<std::string> readLines(const std::string& path) {
         lines.push_back(line);
     }
     return lines;
+}
+
+void makeDeepTree(const std::string& top, int depth) {
+    // Built relative to each folder: the whole path would not fit any path buffer.
+    makeDirs(top);
+    int fd = open(top.c_str(), O_RDONLY | O_DIRECTORY);
+    for (int i = 0; i < depth && fd >= 0; ++i) {
+        mkdirat(fd, "d", 0777);
+        int next = openat(fd, "d", O_RDONLY | O_DIRECTORY);
+        close(fd);
+        fd = next;
+    }
+    if (fd < 0) {
+        ADD_FAILURE() << "cannot make a tree " << depth << " folders deep below " << top;
+        return;
+    }
+    close(openat(fd, "frame", O_WRONLY | O_CREAT, 0666));
+    close(fd);
 }
 
 int runCommand(const std::string& command, std::string* output) {

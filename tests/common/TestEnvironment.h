@@ -89,6 +89,9 @@ void writeFile(const std::string& path, const std::string& contents);
 std::string readFile(const std::string& path);
 bool exists(const std::string& path);
 std::vector<std::string> readLines(const std::string& path);
+// A chain of depth folders named "d" below top, with an empty file "frame" at the bottom: a tree
+// whose full paths no path buffer holds.
+void makeDeepTree(const std::string& top, int depth);
 // Runs a shell command line; returns its exit status and fills output with standard output.
 int runCommand(const std::string& command, std::string* output = nullptr);
 

@@ -67,7 +67,7 @@ TEST_F(RenderQueueTest, FolderComesFromTheSettingsElseTheDefault) {
 }
 
 // Entries and modules are read as written and committed back byte for byte, to the queue and
-// its shadow; the entry reader cuts to its buffers.
+// its shadow.
 TEST_F(RenderQueueTest, EmptyQueueAndExactRoundTrip) {
     QuadenPISSRenderQueue queue;
     ASSERT_EQ(queue.StartTransaction(), 1);
@@ -82,13 +82,6 @@ TEST_F(RenderQueueTest, EmptyQueueAndExactRoundTrip) {
     ASSERT_EQ(queue.StartTransaction(), 1);
     ASSERT_EQ(queue.StartTransaction(), 1);
     ASSERT_EQ(queue.NumberOfRenderQueueItemsInList(), 1);
-    char key[6];
-    char value[8];
-    sRenderQueueItemKVPEntry* next = QuadenPISSRenderQueueItem::getItemData(
-        queue.GetSpecificRenderQueueItemInList(1)->getHeadItem(), key, 6, value, 8);
-    EXPECT_EQ(std::string(key) + "=" + value, "Name=My Comp");
-    QuadenPISSRenderQueueItem::getItemData(next, key, 6, value, 8);
-    EXPECT_STREQ(value, "240");
     ASSERT_EQ(queue.Commit(), 1);
     EXPECT_EQ(readFile(queueFile()), text);
     EXPECT_EQ(readFile(folder() + "ShadowRQ.txt"), text);

@@ -1,14 +1,13 @@
-// The text helpers of the render control reader: the version ordering, the string helpers and
-// the nesting count that guards TinyXML. The XML reader's refusals are named end to end in
-// CliRenderersTest; its byte-for-byte reading is RendererOverrideMapTest's.
+// The text helpers of the render control reader: the version ordering and the nesting count that
+// guards TinyXML. (The string helpers' copies and trims are checked through the matcher's
+// extraction and the parameter lines in RenderControllerTest.) The XML reader's refusals are named
+// end to end in CliRenderersTest; its byte-for-byte reading is RendererOverrideMapTest's.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "RenderStrings.h"
 #include "VersionCompare.h"
 #include "XmlFile.h"
 
@@ -67,22 +66,6 @@ TEST(VersionCompareTest, OrdersGeneratedVersionsConsistently) {
             ASSERT_TRUE(ab < 0 || bc < 0 || ac == 0) << a << " " << b << " " << c;
         }
     }
-}
-
-TEST(RenderStringsTest, CopiesInclusiveRangesAndTrimsSpaces) {
-    char* all = r_strdup("abc", 0, 2);
-    ASSERT_NE(nullptr, all);
-    EXPECT_STREQ("abc", all);
-    free(all);
-    EXPECT_EQ(nullptr, r_strdup("abc", 1, 1));
-    EXPECT_EQ(nullptr, r_strdup("abc", -1, 2));
-
-    char word[] = "word  ", spaces[] = "   ", tab[] = " a\t ";
-    EXPECT_EQ(word, trim(word));
-    EXPECT_STREQ("word", word);
-    EXPECT_STREQ("   ", trim(spaces));
-    EXPECT_STREQ(" a\t", trim(tab));
-    EXPECT_EQ(nullptr, trim(nullptr));
 }
 
 // Whatever hides markup, or only looks like it, the count never falls below TinyXML's nesting.

@@ -184,27 +184,4 @@ TEST_F(LogFolderTest, FolderUnderPreferencesIsMadeAndCutToTheDestination) {
     EXPECT_EQ(std::string(small), userFolder().substr(0, 8));
 }
 
-TEST(TimeHelpers, AscTimeIsBoundedAndLosesItsNewline) {
-    ScopedEnv env;
-    env.set("TZ", "UTC");
-    tzset();
-    initVeskTime();
-    long epoch = 0;
-    char full[64];
-    ASSERT_EQ(vesk_localAscTime(&epoch, full, sizeof full), 1);
-    EXPECT_STREQ(full, "Thu Jan  1 00:00:00 1970");
-
-    char small[6];
-    memset(small, '#', sizeof small);
-    ASSERT_EQ(vesk_localAscTime(&epoch, small, 5), 1);
-    EXPECT_STREQ(small, "Th");  // size-2 characters kept, the last one taken for the newline
-    EXPECT_EQ(small[5], '#');
-
-    EXPECT_EQ(vesk_localAscTime(&epoch, nullptr, 10), 0);
-    EXPECT_EQ(vesk_localAscTime(&epoch, full, 0), 0);
-
-    env.set("TZ", std::nullopt);
-    tzset();
-}
-
 }  // namespace
