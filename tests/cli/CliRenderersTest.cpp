@@ -185,17 +185,41 @@ TEST_F(RenderersCommandTest, HostileFilesAreNamedAndSkipped) {
     }
 }
 
-TEST_F(RenderersCommandTest, AQuotedDesktopEntryIsDiscovered) {
-    std::string program = tmp("My Renderer/bin/render");
+// Discovery through the system's application registry: the default application for the scene
+// type wins, else any other whose program matches (a bundle by its main program, an application
+// that is no bundle by itself, named in a quoted desktop entry); the probe file is removed.
+TEST_F(RenderersCommandTest, DiscoveryPrefersTheDefaultApplication) {
+    using renderer_test::makeBundle;
+    makeBundle(tmp("apps/First.app"), "CinemaRender", "10");
+    makeBundle(tmp("apps/Second.app"), "CinemaRender", "11");
+    std::string program = tmp("My Renderer/bin/cinema-render");
     renderer_test::makeExecutable(program);
     _env.set("XDG_DATA_HOME", tmp("share"));
-    _env.set("XDG_DATA_DIRS", tmp("system-share"));
-    renderer_test::registerApplications(tmp("share"), {"\"" + program + "\" %f"});
-    writeFile(_folder + "/c4d.xml",
-              "<renderer name=\"Prism 3D\"><executable discover=\"cvxscene\">^render$"
-              "</executable></renderer>");
-    EXPECT_EQ(0, binary({}));
-    EXPECT_EQ(row("Discover", "Installed", program), _out);
+    _env.set("XDG_DATA_DIRS", tmp("system-share"));  // the machine's own applications never answer
+    std::vector<std::string> programs = {tmp("apps/First.app/Contents/MacOS/CinemaRender"),
+                                         tmp("apps/Second.app/Contents/MacOS/CinemaRender"),
+                                         program};
+    renderer_test::registerApplications(
+        tmp("share"),
+        {"\"" + programs[0] + "\" %f", "\"" + programs[1] + "\" %f", "\"" + programs[2] + "\" %f"});
+    auto discover = [this](int defaultApp, const std::string& signature) {
+        writeFile(home() + "/.config/mimeapps.list",
+                  "[Default Applications]\n" + std::string(renderer_test::kSceneType) + "=app" +
+                      std::to_string(defaultApp) + ".desktop\n");
+        writeFile(_folder + "/c4d.xml",
+                  "<renderer name=\"Prism 3D\"><executable discover=\""
+                  "cvxscene\">" +
+                      signature + "</executable></renderer>");
+        EXPECT_EQ(0, binary({}));
+        return _out;
+    };
+    EXPECT_EQ(row("Discover", "Installed", programs[1]), discover(1, "Render$"));
+    EXPECT_EQ(row("Discover", "Installed", programs[0]), discover(0, "Render$"));
+    EXPECT_EQ(row("Discover", "Installed", program), discover(0, "^cinema-"));
+    EXPECT_EQ(row("Discover", "Missing", ""), discover(0, "^Maya$"));
+    std::string probes;
+    runCommand("ls '" + tmp("tmp") + "' | grep -c cvxscene", &probes);
+    EXPECT_EQ("0\n", probes);
 }
 
 }  // namespace

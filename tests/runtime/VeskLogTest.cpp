@@ -48,13 +48,6 @@ void writeAllSix(const char* text) {
     vesk_logAlways("%s", text);
 }
 
-TEST_F(LogTest, NothingIsWrittenBeforeInitialisation) {
-    snprintf(veskLogFile, sizeof veskLogFile, "%s", _path.c_str());
-    writeAllSix("early");
-    EXPECT_FALSE(exists(_path));
-    EXPECT_EQ(lineCount, 0);
-}
-
 TEST_F(LogTest, GatesTagsAndFieldsPerWriter) {
     start();
     vesk_logDev("hidden");  // developer logging is off by default

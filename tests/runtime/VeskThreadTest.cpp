@@ -39,13 +39,6 @@ class WaitingRunnable : public Vesk_Runnable {
     std::atomic<int> _tid{0};
 };
 
-// Drops its runnable once started, to reach the kill path of stop().
-class OrphanedThread : public Vesk_Thread {
-  public:
-    using Vesk_Thread::Vesk_Thread;
-    void forgetRunnable() { _runnable = nullptr; }
-};
-
 class ThreadTest : public SandboxTest {
   protected:
     ProductLog _log{tmp("threads.log"), true};
@@ -65,23 +58,6 @@ TEST_F(ThreadTest, StartRunAndStop) {
     EXPECT_TRUE(runnable._stopRequested);
     EXPECT_EQ(thread.isRunning(), 0);
     EXPECT_TRUE(_log.has("DEV\tvesk_threadMain:Exiting the thread[waiter]\n"));
-}
-
-TEST_F(ThreadTest, StopWithoutRunnableWarnsAndInterruptsTheThread) {
-    WaitingRunnable runnable;
-    OrphanedThread thread(&runnable);
-    thread.start();
-    runnable.waitUntilStarted();
-    thread.forgetRunnable();
-
-    thread.stop();
-    EXPECT_EQ(thread.isRunning(), 0);
-    thread.waitForCompletion();  // returns only because the signal ended the thread
-    EXPECT_FALSE(runnable._stopRequested);
-    EXPECT_TRUE(
-        _log.has("Warning: Vesk_Thread::stop() - Runnable object is not valid. Killing thread.\n"));
-    EXPECT_TRUE(_log.has("Vesk_Thread received a kill request.\n"));
-    EXPECT_FALSE(_log.has("Exiting the thread[waiter]"));
 }
 
 // Puts from several threads lose nothing; a put of a known key replaces its value in place, with
