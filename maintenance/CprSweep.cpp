@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "CorvixCleaner.h"
 #include "CprSweepObserver.h"
@@ -75,6 +76,24 @@ FILE* openSweepLog(const char* path) {
 }
 
 }  // namespace
+
+std::string CprSweepResult::shortfall() const {
+    std::string text;
+    const std::pair<int, const char*> counts[] = {
+        {notRemoved, " file(s) could not be removed.\n"},
+        {foldersNotRead, " folder(s) could not be read.\n"},
+        {pathsSkipped, " path(s) too long to use were skipped.\n"},
+    };
+    for (const auto& [count, sentence] : counts) {
+        if (count > 0) {
+            text += std::to_string(count) + sentence;
+        }
+    }
+    if (stopped) {
+        text += "The sweep was stopped before it finished.\n";
+    }
+    return text;
+}
 
 int CprSweep::run(const char* folder, bool recursive, CprSweepObserver* observer,
                   CprSweepResult* result) {

@@ -39,7 +39,9 @@ class RecordingObserver : public CprSweepObserver {
         notRead.push_back(std::string(path) + " | " + reason);
     }
     void pathSkipped(const char* path) override { skipped.push_back(path); }
+    void searchingFolder(const char* path) override { searched.push_back(path); }
     std::vector<std::string> removed;
+    std::vector<std::string> searched;
     std::vector<std::string> failed;
     std::vector<std::string> notRead;
     std::vector<std::string> skipped;
@@ -93,6 +95,9 @@ TEST_F(CprSweepTest, OnlyExactTargetNamesAreRemovedAndTheWalkStaysInside) {
           tmp("outside/") + kTarget2}) {
         EXPECT_TRUE(exists(kept)) << kept;
     }
+
+    // The folders searched: in and back out of "sub", never into a link or hidden folder.
+    EXPECT_EQ((std::vector<std::string>{p, p + "/", p + "/sub", p + "/"}), _observer.searched);
 
     int removed = 0;
     EXPECT_EQ(0, _cleaner.removeCprFiles("", true, nullptr, removed));
@@ -216,6 +221,7 @@ TEST_F(CprSweepTest, FoldersThatCannotBeReadAreCountedAndLoopsNotEntered) {
     EXPECT_EQ(1, result.foldersNotRead);
     EXPECT_TRUE(result.folderError.empty());
     EXPECT_FALSE(result.complete());
+    EXPECT_EQ("1 folder(s) could not be read.\n", result.shortfall());
 }
 
 }  // namespace
