@@ -23,6 +23,11 @@ class CountingObserver : public CprSweepObserver {
     CountingObserver(const char* folder, CprSweepObserver* next, CprSweepResult* result)
         : _folder(folder), _next(next), _result(result) {}
 
+    void searchingFolder(const char* path) override {
+        if (_next) {
+            _next->searchingFolder(path);
+        }
+    }
     void cprFileRemoved(const char* path) override {
         if (_next) {
             _next->cprFileRemoved(path);

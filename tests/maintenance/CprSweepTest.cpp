@@ -149,6 +149,8 @@ TEST_F(CprSweepTest, StoppingEndsTheWalkAfterTheCurrentEntryAtEveryLevel) {
     EXPECT_EQ(1, CprSweep::run(p.c_str(), true, &_observer));
     EXPECT_EQ(0, g_shouldRunCPRThread.load());
     ASSERT_EQ(1u, _observer.removed.size());
+    ASSERT_LE(2u, _observer.searched.size());
+    EXPECT_EQ(p, _observer.searched[0]);
     std::string log = readFile(sweepLog());
     EXPECT_NE(std::string::npos, log.find("REMOVED - " + _observer.removed[0] + " \n"));
     EXPECT_EQ(log.find("REMOVED - "), log.rfind("REMOVED - "));
