@@ -158,18 +158,6 @@ void CorvixSupportPrefsController::removeCprFiles() {
     if (_currentCprPath.isEmpty() || _cprSweep->isRunning()) {
         return;
     }
-    QPalette palette = _progressPanel->palette();
-    palette.setColor(QPalette::Window, QuartzUtils::deviceWhite(DarkTheme::kBackground));
-    _progressPanel->setPalette(palette);
-    _progressPanel->adjustSize();
-    const QScreen* screen =
-        window()->screen() ? window()->screen() : QGuiApplication::primaryScreen();
-    QRect frame = _progressPanel->frameGeometry();
-    frame.moveCenter(screen->availableGeometry().center());
-    _progressPanel->move(frame.topLeft());
-
-    _sweepPanel->_progressBar->setRange(0, 0);
-    _sweepPanel->_cprStopButton->setAttribute(Qt::WA_MacShowFocusRect, false);
     const bool recursive = isOn(_maintenance->_chkScanSubdirectoriesForCprFiles);
     if (!_cprSweep->start(QFile::encodeName(_currentCprPath).toStdString(), recursive,
                           _cprSweepStartDelay)) {
@@ -178,6 +166,20 @@ void CorvixSupportPrefsController::removeCprFiles() {
         return;
     }
     showCprFolder();
+
+    // Centred at the size it shows at: polished, with the folder in its label.
+    QPalette palette = _progressPanel->palette();
+    palette.setColor(QPalette::Window, QuartzUtils::deviceWhite(DarkTheme::kBackground));
+    _progressPanel->setPalette(palette);
+    _progressPanel->ensurePolished();
+    _progressPanel->adjustSize();
+    const QScreen* screen =
+        window()->screen() ? window()->screen() : QGuiApplication::primaryScreen();
+    QRect frame = _progressPanel->frameGeometry();
+    frame.moveCenter(screen->availableGeometry().center());
+    _progressPanel->move(frame.topLeft());
+    _sweepPanel->_progressBar->setRange(0, 0);
+    _sweepPanel->_cprStopButton->setAttribute(Qt::WA_MacShowFocusRect, false);
     _cprFolderTimer->start();
     // The sweep's end arrives as a queued call, so it is handled inside this modal loop, once
     // the panel is on screen: a sweep that ends at once cannot close the panel before it opens.

@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
@@ -24,7 +25,9 @@
 #include <memory>
 
 #include "CorvixSupportPrefsController.h"
+#include "DarkTheme.h"
 #include "GuiSandbox.h"
+#include "QuartzUtils.h"
 #include "RecordingWindowDialogs.h"
 #include "VeskConfig.h"
 
@@ -379,12 +382,17 @@ class MaintenanceViewTest : public QObject {
 
         int ticks = 0;
         bool stopped = false;
+        QRect frame;
+        QColor background;
         QTimer timer;
         connect(&timer, &QTimer::timeout, [&]() {
             if (!panel()->isVisible()) {
                 return;
             }
-            ++ticks;
+            if (++ticks == 1) {
+                frame = panel()->frameGeometry();
+                background = panel()->palette().color(QPalette::Window);
+            }
             const QString label = panel()->findChild<QLabel*>("_cprFolderLabel")->text();
             if (!stopped && ticks >= 3 && label.startsWith(tree.path() + "/d")) {
                 QTest::mouseClick(panel()->findChild<QPushButton*>("_cprStopButton"),
@@ -406,6 +414,11 @@ class MaintenanceViewTest : public QObject {
             gone += QFile::exists(target) ? 0 : 1;
         }
         QVERIFY(stopped);
+        // Centred; a frame the window system adds once the panel shows may shift it by its width.
+        const QPoint offCentre = frame.center() - panel()->screen()->availableGeometry().center();
+        QVERIFY2(qAbs(offCentre.x()) <= 2 && qAbs(offCentre.y()) <= 2,
+                 qPrintable(QString("%1 %2").arg(offCentre.x()).arg(offCentre.y())));
+        QCOMPARE(background, QuartzUtils::deviceWhite(DarkTheme::kBackground));
         QVERIFY2(gone > 0 && gone < folders, qPrintable(QString::number(gone)));
         QCOMPARE(int(logged.count("REMOVED - ")), gone);
         QCOMPARE(_dialogs.lastAlert().title, QString(kSweepTitle));
