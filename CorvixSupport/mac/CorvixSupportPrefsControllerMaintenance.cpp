@@ -132,7 +132,11 @@ void CorvixSupportPrefsController::setupMenuUsingPath(const QString& path) {
     QComboBox* menu = _maintenance->_cprPath;
     const QSignalBlocker quiet(menu);
     menu->clear();
-    menu->addItem(QFileIconProvider().icon(QFileInfo(path)), displayName(path), path);
+    // A folder that is gone still shows as a folder.
+    const QFileIconProvider icons;
+    QIcon icon = icons.icon(QFileInfo(path));
+    menu->addItem(icon.isNull() ? icons.icon(QFileIconProvider::Folder) : icon, displayName(path),
+                  path);
     menu->setItemData(0, path, Qt::ToolTipRole);
     menu->insertSeparator(1);
     menu->addItem("Other...");

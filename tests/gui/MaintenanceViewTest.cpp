@@ -1,7 +1,5 @@
-// The Maintenance view driven through its controls under the offscreen platform, its alerts
-// answered by a recording implementation, in a temporary machine root and HOME: the reset and
-// the order of its deletions, the logging level, the sweep's folder pop-up, and the sweep with
-// its panel, its worker and its stop button.
+// The Maintenance view driven through its controls under the offscreen platform, alerts answered
+// by a recording implementation, in a temporary machine root and HOME.
 #include <fcntl.h>
 #include <ftw.h>
 #include <sys/fsuid.h>
@@ -15,7 +13,6 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
@@ -25,108 +22,85 @@
 #include <memory>
 
 #include "CorvixSupportPrefsController.h"
-#include "DarkTheme.h"
 #include "GuiSandbox.h"
-#include "QuartzUtils.h"
 #include "RecordingWindowDialogs.h"
-#include "VeskConfig.h"
 
 namespace {
 
-const char* const kProductFolder = "root/Library/Application Support/Orvanta Software/";
-const char* const kLogFolder = "home/.config/Orvanta/Corvix/";
 const char* const kTarget = ".CorvixPro2ProjectConfig.cpr";
-const char* const kSweepTitle = "Find & Delete CPR files has completed.";
+const char* const kQuestion = "Are you sure you want to reset your settings";
+const char* const kCompleted = "Maintenace tasks completed.";
 
-// Records alerts and lets a test look at the window when each one is shown.
-class WatchingDialogs : public RecordingWindowDialogs {
+// Alerts only; onAlert looks at the window as each one is shown.
+class Dialogs : public RecordingWindowDialogs {
   public:
-    std::function<void()> onAlert;
-
+    std::function<void()> onAlert = [] {};
     int runAlertPanel(const QString& title, const QString& message, const QString& defaultButton,
                       const QString& otherButton) override {
-        if (onAlert) {
-            onAlert();
-        }
+        onAlert();
         return RecordingWindowDialogs::runAlertPanel(title, message, defaultButton, otherButton);
     }
-    QStringList alertTitles() const {
+    RecordedAlert alert(int index) const { return std::get<RecordedAlert>(calls.value(index)); }
+    QStringList titles() const {
         QStringList titles;
-        for (const Call& call : calls) {
-            if (const auto* alert = std::get_if<RecordedAlert>(&call)) {
-                titles << alert->title;
-            }
+        for (int i = 0; i < calls.size(); ++i) {
+            titles << alert(i).title;
         }
         return titles;
     }
-    RecordedAlert lastAlert() const { return std::get<RecordedAlert>(calls.last()); }
 };
 
-// The names deleted in the watched folders, in the order the file system saw them go.
+// "label/name" of each entry deleted in the watched folders, in the order the kernel saw it go.
 class DeletionRecorder {
   public:
-    DeletionRecorder() : _fd(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
     ~DeletionRecorder() { close(_fd); }
-    bool watch(const QString& folder, const QString& label) {
-        const int watch = inotify_add_watch(_fd, QFile::encodeName(folder).constData(), IN_DELETE);
-        _labels[watch] = label;
-        return watch >= 0;
+    void watch(const QString& folder, const QString& label) {
+        _labels[inotify_add_watch(_fd, QFile::encodeName(folder).constData(), IN_DELETE)] = label;
     }
     QStringList deleted() const {
         QStringList names;
         alignas(inotify_event) char buffer[65536];
-        ssize_t size = 0;
-        while ((size = read(_fd, buffer, sizeof buffer)) > 0) {
-            for (char* at = buffer; at < buffer + size;) {
+        for (ssize_t size; (size = read(_fd, buffer, sizeof buffer)) > 0;) {
+            for (char* at = buffer; at < buffer + size; at += sizeof(inotify_event)) {
                 const auto* event = reinterpret_cast<const inotify_event*>(at);
-                names << _labels.value(event->wd) + "/" + QString::fromUtf8(event->name);
-                at += sizeof(inotify_event) + event->len;
+                names << _labels.value(event->wd) + "/" + event->name;
+                at += event->len;
             }
         }
         return names;
     }
 
   private:
-    int _fd;
+    int _fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     QMap<int, QString> _labels;
 };
 
-int chownToNobody(const char* path, const struct stat*, int, FTW*) {
-    return lchown(path, 65534, 65534);
-}
-
-// Makes folder unlistable for this thread: taken from every other user and, when the test runs
-// as root (which reads any folder), this thread's file access done as "nobody", who owns the
-// rest of the sandbox. Undone on destruction. False from active() when that cannot be had.
+// Makes folder unlistable while it lives. Root lists any folder, so as root the sandbox is given
+// to "nobody" and this thread's file access is done as nobody meanwhile.
 class UnlistableFolder {
   public:
-    UnlistableFolder(const QString& sandbox, const QString& folder) : _folder(folder) {
-        if (geteuid() == 0) {
-            if (nftw(QFile::encodeName(sandbox).constData(), chownToNobody, 16, FTW_PHYS) != 0) {
-                return;
-            }
-            _asNobody = true;
-            setfsuid(65534);
-        }
-        chmod(QFile::encodeName(folder).constData(), 0);
-        int fd = open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY);
-        _active = fd < 0 && (!_asNobody || setfsuid(-1) == 65534);
-        if (fd >= 0) {
-            close(fd);
+    UnlistableFolder(const QString& sandbox, const QString& folder)
+        : _folder(QFile::encodeName(folder)) {
+        const auto giveAway = [](const char* path, const struct stat*, int, FTW*) {
+            return lchown(path, 65534, 65534);
+        };
+        if (geteuid() != 0 ||
+            (nftw(QFile::encodeName(sandbox).constData(), giveAway, 16, FTW_PHYS) == 0 &&
+             (setfsuid(65534), setfsuid(-1) == 65534))) {
+            chmod(_folder.constData(), 0);
         }
     }
     ~UnlistableFolder() {
-        if (_asNobody) {
-            setfsuid(0);
-        }
-        chmod(QFile::encodeName(_folder).constData(), 0700);
+        setfsuid(0);
+        chmod(_folder.constData(), 0700);
     }
-    bool active() const { return _active; }
+    bool active() const {
+        const int fd = open(_folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        return fd < 0 || (close(fd), false);
+    }
 
   private:
-    QString _folder;
-    bool _asNobody = false;
-    bool _active = false;
+    QByteArray _folder;
 };
 
 }  // namespace
@@ -136,156 +110,98 @@ class MaintenanceViewTest : public QObject {
 
   private slots:
     void init() {
-        _dialogs = WatchingDialogs();
+        _dialogs = Dialogs();
         _sandbox = std::make_unique<GuiSandbox>();
         openView();
+        for (const char* generation : {"CorvixPro", "CorvixPro2"}) {
+            for (const char* item :
+                 {"RenderQueue/RQ.txt", "Cache/f", "Config.txt", "FrameCache.cpr"}) {
+                QVERIFY(GuiSandbox::writeFile(product(generation, item), "x"));
+            }
+        }
+        QVERIFY(GuiSandbox::writeFile(logs("corvix.log"), "x"));
     }
     void cleanup() {
         TabbedPrefsWindowController::releaseSharedPrefsWindowController();
         _sandbox.reset();
     }
 
-    void resetAsksFirstAndDeletesNothingUnasked() {
-        makeProductState();
-        const RecordedAlert question{"Are you sure you want to reset your settings",
-                                     "These changes are irreversible and will remove all settings "
-                                     "and history.",
-                                     "No", "Yes"};
+    // Nothing without a task or with "No"; with "Yes" everything, in the fixed order, and the
+    // boxes are turned off in theirs.
+    void resetAsksFirstAndDeletesInTheFixedOrder() {
         click("_executeButton");
-        QCOMPARE(_dialogs.alertTitles(), QStringList{"No maintenance tasks have been selected."});
-        QCOMPARE(_dialogs.lastAlert().message,
-                 QString("Please check off some maintenance tasks to perform and try again."));
-
+        QCOMPARE(_dialogs.titles(), QStringList{"No maintenance tasks have been selected."});
         checkAllBoxes();
-        _dialogs.calls.clear();
+        DeletionRecorder recorder;
+        recorder.watch(product("CorvixPro", ""), "CorvixPro");
+        recorder.watch(product("CorvixPro2", ""), "CorvixPro2");
+        recorder.watch(logs(""), "logs");
         _dialogs.alertAnswers = {WindowDialogs::kAlertDefaultReturn};
         click("_executeButton");
-        QCOMPARE(_dialogs.calls.size(), 1);
-        QCOMPARE(_dialogs.lastAlert().title, question.title);
-        QCOMPARE(_dialogs.lastAlert().message, question.message);
-        QCOMPARE(_dialogs.lastAlert().defaultButton, question.defaultButton);
-        QCOMPARE(_dialogs.lastAlert().otherButton, question.otherButton);
-        for (const char* item : {"CorvixPro/RenderQueue/RQ.txt", "CorvixPro2/Cache/f",
-                                 "CorvixPro2/Config.txt", "CorvixPro/FrameCache.cpr"}) {
-            QVERIFY2(QFile::exists(_sandbox->path(kProductFolder + QString(item))), item);
-        }
-        QVERIFY(QFile::exists(logFolder() + "corvix.log"));
-        for (QCheckBox* box : boxes()) {
-            QVERIFY(box->isChecked());
-        }
-    }
+        QCOMPARE(_dialogs.alert(1).title, QString(kQuestion));
+        QCOMPARE(_dialogs.alert(1).defaultButton + _dialogs.alert(1).otherButton, QString("NoYes"));
+        QCOMPARE(recorder.deleted(), QStringList());
+        QCOMPARE(checkedBoxes(), 4);
 
-    void yesDeletesEverythingInTheFixedOrderAndClearsTheBoxes() {
-        makeProductState();
-        DeletionRecorder recorder;
-        QVERIFY(recorder.watch(productFolder("CorvixPro"), "CorvixPro"));
-        QVERIFY(recorder.watch(productFolder("CorvixPro2"), "CorvixPro2"));
-        QVERIFY(recorder.watch(logFolder(), "logs"));
         QStringList cleared;
-        for (QCheckBox* box : boxes()) {
-            box->setChecked(true);
-            connect(box, &QCheckBox::toggled, box,
-                    [&cleared, box]() { cleared << box->objectName(); });
+        for (const char* name : kBoxes) {
+            auto* box = _view->findChild<QCheckBox*>(name);
+            connect(box, &QCheckBox::toggled, box, [&cleared, name] { cleared << name; });
         }
+        _dialogs.calls.clear();
         _dialogs.alertAnswers = {WindowDialogs::kAlertOtherReturn};
         click("_executeButton");
-
         QCOMPARE(recorder.deleted(),
                  QStringList({"CorvixPro2/RenderQueue", "CorvixPro/RenderQueue", "logs/corvix.log",
                               "CorvixPro/Config.txt", "CorvixPro2/Config.txt", "logs/corvix.cfg",
                               "logs/CorvixPro2.cfg", "CorvixPro2/Cache", "CorvixPro/Cache",
                               "CorvixPro/FrameCache.cpr", "CorvixPro2/FrameCache.cpr"}));
-        QCOMPARE(_dialogs.alertTitles(),
-                 QStringList({"Are you sure you want to reset your settings",
-                              "Maintenace tasks completed."}));
-        QCOMPARE(_dialogs.lastAlert().message,
-                 QString("The maintenance tasks that you have selected have been succesfully "
-                         "executed."));
+        QCOMPARE(_dialogs.titles(), QStringList({kQuestion, kCompleted}));
         QCOMPARE(cleared, QStringList({"_chkRQ", "_chkConfig", "_chkCache", "_chkLogs"}));
     }
 
     void anUnlistableLogFolderStopsTheResetAfterTheRenderQueues() {
-        makeProductState();
         checkAllBoxes();
         _dialogs.alertAnswers = {WindowDialogs::kAlertOtherReturn};
         {
-            UnlistableFolder unlistable(_sandbox->path(), logFolder());
+            UnlistableFolder unlistable(_sandbox->path(), logs(""));
             if (!unlistable.active()) {
                 QSKIP("the log folder cannot be made unlistable for this test's user");
             }
             click("_executeButton");
         }
-        QCOMPARE(_dialogs.alertTitles(),
-                 QStringList({"Are you sure you want to reset your settings",
-                              "Error performing maintenance.", "Maintenace tasks completed."}));
-        const auto error = std::get<RecordedAlert>(_dialogs.calls[1]);
-        QCOMPARE(error.message, "Could not open \"" + logFolder() + "\" for directory listing.");
-        QVERIFY(!QFile::exists(productFolder("CorvixPro") + "RenderQueue"));
-        QVERIFY(!QFile::exists(productFolder("CorvixPro2") + "RenderQueue"));
-        for (const QString& kept :
-             {productFolder("CorvixPro2") + "Config.txt", productFolder("CorvixPro") + "Cache/f",
-              productFolder("CorvixPro2") + "FrameCache.cpr", logFolder() + "corvix.log",
-              logFolder() + "CorvixPro2.cfg"}) {
+        QCOMPARE(_dialogs.titles(),
+                 QStringList({kQuestion, "Error performing maintenance.", kCompleted}));
+        QCOMPARE(_dialogs.alert(1).message,
+                 "Could not open \"" + logs("") + "\" for directory listing.");
+        QVERIFY(!QFile::exists(product("CorvixPro", "RenderQueue")) &&
+                !QFile::exists(product("CorvixPro2", "RenderQueue")));
+        for (const QString& kept : {product("CorvixPro2", "Config.txt"),
+                                    product("CorvixPro", "Cache/f"), logs("CorvixPro2.cfg")}) {
             QVERIFY2(QFile::exists(kept), qPrintable(kept));
         }
-        for (QCheckBox* box : boxes()) {
-            QVERIFY(!box->isChecked());
-        }
+        QCOMPARE(checkedBoxes(), 0);
     }
 
-    void loggingLevelIsShownFromTheFilesAndWrittenToTheSecondOnly() {
+    void loggingLevelIsReadFromBothFilesAndWrittenToTheSecondOnly() {
         // A fresh account: opening the view made both files.
         QCOMPARE(loggingLevel()->currentIndex(), 0);
-        QCOMPARE(loggingLevel()->count(), 3);
-        QCOMPARE(value("corvix.cfg", "corvix.logging"), QByteArray("default"));
-        QCOMPARE(value("CorvixPro2.cfg", "corvix.dev.logging"), QByteArray("default"));
-        const QByteArray first = GuiSandbox::readFile(logFolder() + "corvix.cfg");
-
+        QCOMPARE(value("corvix.cfg", "logging") + value("CorvixPro2.cfg", "dev.logging"),
+                 QByteArray("defaultdefault"));
+        const QByteArray first = GuiSandbox::readFile(logs("corvix.cfg"));
         QTest::keyClick(loggingLevel(), Qt::Key_End);
-        QCOMPARE(value("CorvixPro2.cfg", "corvix.logging"), QByteArray("1"));
-        QCOMPARE(value("CorvixPro2.cfg", "corvix.dev.logging"), QByteArray("1"));
-        QCOMPARE(GuiSandbox::readFile(logFolder() + "corvix.cfg"), first);
-        QCOMPARE(_dialogs.alertTitles(),
+        QCOMPARE(value("CorvixPro2.cfg", "logging") + value("CorvixPro2.cfg", "dev.logging"),
+                 QByteArray("11"));
+        QCOMPARE(GuiSandbox::readFile(logs("corvix.cfg")), first);
+        QCOMPARE(_dialogs.titles(),
                  QStringList{"Please restart After Effects for the setting to take effect."});
 
-        // Reopened, the second file decides.
-        reopen();
-        QCOMPARE(loggingLevel()->currentIndex(), 2);
-
-        // A level that cannot be stored: said so, and the pop-up shows what is stored.
-        QFile::remove(logFolder() + "CorvixPro2.cfg");
-        QVERIFY(QDir().mkpath(logFolder() + "CorvixPro2.cfg"));
+        // A level that cannot be stored is said so, and the pop-up shows the one stored.
+        QVERIFY(QFile::remove(logs("CorvixPro2.cfg")) && QDir().mkpath(logs("CorvixPro2.cfg")));
+        _dialogs.calls.clear();
         QTest::keyClick(loggingLevel(), Qt::Key_Up);
-        QCOMPARE(_dialogs.alertTitles(), QStringList{"The logging level could not be saved."});
+        QCOMPARE(_dialogs.titles(), QStringList{"The logging level could not be saved."});
         QCOMPARE(loggingLevel()->currentIndex(), 0);
-    }
-
-    void folderPopUpShowsTheChosenFolderAndOther() {
-        QComboBox* menu = cprPath();
-        QCOMPARE(menu->count(), 3);
-        QCOMPARE(menu->itemText(0), QString("/"));
-        QCOMPARE(_prefs->currentCprPath(), QString("/"));
-        QVERIFY(!menu->itemIcon(0).isNull());
-        QVERIFY(!(menu->model()->flags(menu->model()->index(1, 0)) & Qt::ItemIsSelectable));
-        QCOMPARE(menu->itemText(2), QString("Other..."));
-
-        const QString projects = _sandbox->path("My Projects");
-        QVERIFY(QDir().mkpath(projects));
-        _dialogs.openAnswers = {{projects}};
-        QTest::keyClick(menu, Qt::Key_End);
-        const auto panel = std::get<OpenPanelOptions>(_dialogs.calls.last());
-        QCOMPARE(panel.directory, QString("/"));
-        QVERIFY(panel.canChooseDirectories && !panel.canChooseFiles &&
-                !panel.allowsMultipleSelection);
-        QCOMPARE(menu->itemText(0), QString("My Projects"));
-        QCOMPARE(_prefs->currentCprPath(), projects);
-        QCOMPARE(menu->currentIndex(), 0);
-
-        QTest::keyClick(menu, Qt::Key_End);  // cancelled
-        QCOMPARE(std::get<OpenPanelOptions>(_dialogs.calls.last()).directory, projects);
-        QCOMPARE(menu->itemText(0), QString("My Projects"));
-        QCOMPARE(menu->currentIndex(), 0);
-        QCOMPARE(menu->count(), 3);
     }
 
     void sweepEndsOnTheMainThreadInTheDesignedOrder_data() {
@@ -293,210 +209,176 @@ class MaintenanceViewTest : public QObject {
         QTest::addColumn<bool>("recursive");
         QTest::addColumn<bool>("stopAtOnce");
         QTest::addColumn<QString>("message");
-        QTest::newRow("top folder only")
-            << "projects" << false << false << "1 file(s) removed during this session.";
-        QTest::newRow("subfolders")
-            << "projects" << true << false << "3 file(s) removed during this session.";
-        QTest::newRow("stopped before it started")
+        const QString count = "%1 file(s) removed during this session.";
+        QTest::newRow("top folder only") << "projects" << false << false << count.arg(1);
+        QTest::newRow("subfolders") << "projects" << true << false << count.arg(3);
+        QTest::newRow("stopped in the start delay")
             << "projects" << true << true
-            << "0 file(s) removed during this session.\n\nThe sweep was stopped before it "
-               "finished.";
+            << count.arg(0) + "\n\nThe sweep was stopped before it finished.";
         QTest::newRow("missing folder")
             << "missing" << true << false
-            << "0 file(s) removed during this session.\n\n\"FOLDER\" could not be searched: No "
-               "such file or directory.";
+            << count.arg(0) + "\n\n\"FOLDER\" could not be searched: No such file or directory.";
     }
     void sweepEndsOnTheMainThreadInTheDesignedOrder() {
         QFETCH(QString, folder);
         QFETCH(bool, recursive);
         QFETCH(bool, stopAtOnce);
         QFETCH(QString, message);
-        message.replace("FOLDER", _sandbox->path(folder));
         for (const char* file : {"", "a/", "a/b/", ".hidden/"}) {
             QVERIFY(GuiSandbox::writeFile(_sandbox->path("projects/") + file + kTarget, "x"));
         }
         chooseCprFolder(_sandbox->path(folder));
-        sweepBox()->setChecked(recursive);
+        _view->findChild<QCheckBox*>("_chkScanSubdirectoriesForCprFiles")->setChecked(recursive);
         _prefs->setCprSweepStartDelay(std::chrono::milliseconds(stopAtOnce ? 60000 : 0));
         QTimer stop;
-        connect(&stop, &QTimer::timeout, [&]() {
+        connect(&stop, &QTimer::timeout, [&] {
             if (panel()->isVisible()) {
-                panel()->findChild<QPushButton*>("_cprStopButton")->click();
-                stop.stop();
+                stopButton()->click();
             }
         });
-        if (stopAtOnce) {
-            stop.start(1);
-        }
+        stop.start(stopAtOnce ? 1 : 60000);
         bool endedInOrder = false;
-        _dialogs.onAlert = [&]() {
+        _dialogs.onAlert = [&] {
             endedInOrder = QThread::currentThread() == qApp->thread() && !panel()->isVisible() &&
                            panel()->findChild<QProgressBar*>("_progressBar")->maximum() > 0;
         };
         click("_removeCprFilesButton");
-
-        QCOMPARE(_dialogs.alertTitles(), QStringList{kSweepTitle});
-        QCOMPARE(_dialogs.lastAlert().message, message);
+        QCOMPARE(_dialogs.titles(), QStringList{"Find & Delete CPR files has completed."});
+        QCOMPARE(_dialogs.alert(0).message, message.replace("FOLDER", _sandbox->path(folder)));
         QVERIFY(endedInOrder);
-        const QByteArray log = GuiSandbox::readFile(logFolder() + "CorvixSupport.log");
-        QCOMPARE(log.count("REMOVED - "), message.section(' ', 0, 0).toInt());
-        QVERIFY(QFile::exists(_sandbox->path("projects/.hidden/") + kTarget));
+        QCOMPARE(int(GuiSandbox::readFile(logs("CorvixSupport.log")).count("REMOVED - ")),
+                 message.section(' ', 0, 0).toInt());
     }
 
     // 200,000 entries: the stop button, pressed while the sweep runs, ends it early; the alert
-    // and the sweep log count exactly what is gone, and the main thread's timer fired throughout.
-    // The sweep log is a FIFO that the timer reads only once it has pressed stop: until then the
-    // worker waits on a log line in the middle of the walk, however fast the disk and however
-    // busy the machine. The tree is made in memory (/dev/shm) where there is one: on a busy disk
-    // it takes minutes to make.
+    // and the sweep log count exactly what is gone, and a main-thread timer fired throughout.
+    // The sweep log is a FIFO that the timer reads only once it has pressed stop, so until then
+    // the worker waits on a log line mid-walk, however fast the disk or busy the machine. The
+    // tree is made in memory (/dev/shm) where there is one: on a busy disk it takes minutes.
     void stopEndsALongSweepEarly() {
-        const bool inMemory = QFileInfo("/dev/shm").isWritable();
-        QTemporaryDir tree(inMemory ? "/dev/shm/corvix-sweep-XXXXXX" : _sandbox->path("tree"));
         const int folders = 10000;
-        const int filesPerFolder = 19;
+        QTemporaryDir tree(QFileInfo("/dev/shm").isWritable() ? "/dev/shm/corvix-sweep-XXXXXX"
+                                                              : _sandbox->path("tree"));
         QStringList targets;
         for (int i = 0; i < folders; ++i) {
             const QString folder = tree.path() + QString("/d%1/").arg(i);
             QVERIFY(QDir().mkpath(folder));
             targets << folder + kTarget;
-            for (int j = 0; j <= filesPerFolder; ++j) {
-                const QString file =
-                    j < filesPerFolder ? folder + QString::number(j) : targets.last();
-                close(::open(QFile::encodeName(file).constData(), O_WRONLY | O_CREAT | O_CLOEXEC,
-                             0644));
+            for (int j = 0; j < 20; ++j) {  // 19 other files and the target
+                const QString file = j < 19 ? folder + QString::number(j) : targets.last();
+                close(::open(QFile::encodeName(file).constData(), O_CREAT | O_WRONLY, 0644));
             }
         }
-        const QByteArray log = QFile::encodeName(logFolder() + "CorvixSupport.log");
-        QCOMPARE(mkfifo(log.constData(), 0600), 0);
-        const int reader = ::open(log.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-        QVERIFY(reader >= 0);
+        const QByteArray logPath = QFile::encodeName(logs("CorvixSupport.log"));
+        QCOMPARE(mkfifo(logPath.constData(), 0600), 0);
+        const int log = ::open(logPath.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
         QByteArray logged;
-        const auto readLog = [&]() {
+        const auto readLog = [&] {
             char buffer[65536];
-            for (ssize_t size; (size = read(reader, buffer, sizeof buffer)) > 0;) {
+            for (ssize_t size; (size = read(log, buffer, sizeof buffer)) > 0;) {
                 logged.append(buffer, int(size));
             }
         };
         chooseCprFolder(tree.path());
         _prefs->setCprSweepStartDelay(std::chrono::milliseconds(0));
-
         int ticks = 0;
         bool stopped = false;
-        QRect frame;
-        QColor background;
         QTimer timer;
-        connect(&timer, &QTimer::timeout, [&]() {
+        connect(&timer, &QTimer::timeout, [&] {
             if (!panel()->isVisible()) {
                 return;
             }
-            if (++ticks == 1) {
-                frame = panel()->frameGeometry();
-                background = panel()->palette().color(QPalette::Window);
-            }
+            ++ticks;
             const QString label = panel()->findChild<QLabel*>("_cprFolderLabel")->text();
             if (!stopped && ticks >= 3 && label.startsWith(tree.path() + "/d")) {
-                QTest::mouseClick(panel()->findChild<QPushButton*>("_cprStopButton"),
-                                  Qt::LeftButton);
+                QTest::mouseClick(stopButton(), Qt::LeftButton);
                 stopped = true;
             }
-            // Ten seconds without a stop: let the worker go, and the checks below say why.
-            if (stopped || ticks > 2000) {
+            if (stopped || ticks > 2000) {  // ten seconds without a stop: the checks say why
                 readLog();
             }
         });
         timer.start(5);
         click("_removeCprFilesButton");
         readLog();
-        close(reader);
+        close(log);
 
-        int gone = 0;
-        for (const QString& target : targets) {
-            gone += QFile::exists(target) ? 0 : 1;
-        }
+        const int gone = int(std::count_if(targets.begin(), targets.end(),
+                                           [](const QString& t) { return !QFile::exists(t); }));
         QVERIFY(stopped);
-        // Centred; a frame the window system adds once the panel shows may shift it by its width.
-        const QPoint offCentre = frame.center() - panel()->screen()->availableGeometry().center();
-        QVERIFY2(qAbs(offCentre.x()) <= 2 && qAbs(offCentre.y()) <= 2,
-                 qPrintable(QString("%1 %2").arg(offCentre.x()).arg(offCentre.y())));
-        QCOMPARE(background, QuartzUtils::deviceWhite(DarkTheme::kBackground));
         QVERIFY2(gone > 0 && gone < folders, qPrintable(QString::number(gone)));
         QCOMPARE(int(logged.count("REMOVED - ")), gone);
-        QCOMPARE(_dialogs.lastAlert().title, QString(kSweepTitle));
-        QCOMPARE(_dialogs.lastAlert().message,
-                 QString("%1 file(s) removed during this session.\n\nThe sweep was stopped "
-                         "before it finished.")
-                     .arg(gone));
+        QCOMPARE(_dialogs.alert(0).message, QString("%1 file(s) removed during this session.\n\n"
+                                                    "The sweep was stopped before it finished.")
+                                                .arg(gone));
     }
 
   private:
+    static constexpr const char* kBoxes[] = {"_chkRQ", "_chkLogs", "_chkCache", "_chkConfig"};
+
     void openView() {
         _prefs = CorvixSupportPrefsController::sharedPrefsWindowController();
         _prefs->setDialogs(&_dialogs);
         _prefs->showWindow(nullptr);
         _prefs->displayViewForIdentifier("Maintenance", false);
         _view = _prefs->viewForIdentifier("Maintenance");
-        QVERIFY(_view != nullptr);
     }
-    void reopen() {
-        TabbedPrefsWindowController::releaseSharedPrefsWindowController();
-        _dialogs.calls.clear();
-        openView();
+    QString product(const char* generation, const char* item) const {
+        return _sandbox->root() + "/Library/Application Support/Orvanta Software/" + generation +
+               "/" + item;
     }
-
-    QString productFolder(const char* generation) const {
-        return _sandbox->path(kProductFolder) + generation + "/";
+    QString logs(const char* name) const {
+        return _sandbox->home() + "/.config/Orvanta/Corvix/" + name;
     }
-    QString logFolder() const { return _sandbox->path(kLogFolder); }
-    void makeProductState() {
-        for (const char* generation : {"CorvixPro", "CorvixPro2"}) {
-            for (const char* item :
-                 {"RenderQueue/RQ.txt", "Cache/f", "Config.txt", "FrameCache.cpr"}) {
-                QVERIFY(GuiSandbox::writeFile(productFolder(generation) + item, "x"));
-            }
-        }
-        QVERIFY(GuiSandbox::writeFile(logFolder() + "corvix.log", "x"));
-    }
+    // The value of "corvix.<key>" in the user configuration file fileName.
     QByteArray value(const char* fileName, const char* key) const {
-        for (const QByteArray& line : GuiSandbox::readFile(logFolder() + fileName).split('\n')) {
-            if (line.startsWith(QByteArray(key) + "=")) {
-                return line.mid(int(strlen(key)) + 1);
+        const QByteArray start = QByteArray("corvix.") + key + "=";
+        for (const QByteArray& line : GuiSandbox::readFile(logs(fileName)).split('\n')) {
+            if (line.startsWith(start)) {
+                return line.mid(start.size());
             }
         }
         return QByteArray();
     }
-
-    QList<QCheckBox*> boxes() const {
-        QList<QCheckBox*> list;
-        for (const char* name : {"_chkRQ", "_chkLogs", "_chkCache", "_chkConfig"}) {
-            list << _view->findChild<QCheckBox*>(name);
-        }
-        return list;
-    }
     void checkAllBoxes() {
-        for (QCheckBox* box : boxes()) {
+        for (const char* name : kBoxes) {
+            auto* box = _view->findChild<QCheckBox*>(name);
             QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(4, box->height() / 2));
-            QVERIFY(box->isChecked());
         }
+        QCOMPARE(checkedBoxes(), 4);
+    }
+    int checkedBoxes() const {
+        return int(std::count_if(std::begin(kBoxes), std::end(kBoxes), [this](const char* name) {
+            return _view->findChild<QCheckBox*>(name)->isChecked();
+        }));
     }
     void click(const char* button) {
-        QPushButton* found = _view->findChild<QPushButton*>(button);
-        QVERIFY2(found != nullptr, button);
-        QTest::mouseClick(found, Qt::LeftButton);
+        QTest::mouseClick(_view->findChild<QPushButton*>(button), Qt::LeftButton);
     }
     QComboBox* loggingLevel() const { return _view->findChild<QComboBox*>("_cbLoggingLevel"); }
-    QComboBox* cprPath() const { return _view->findChild<QComboBox*>("_cprPath"); }
-    QCheckBox* sweepBox() const {
-        return _view->findChild<QCheckBox*>("_chkScanSubdirectoriesForCprFiles");
-    }
     QDialog* panel() const { return _prefs->progressPanel(); }
+    QPushButton* stopButton() const { return panel()->findChild<QPushButton*>("_cprStopButton"); }
+    // Through "Other..." and the open panel; the pop-up then shows the folder's name, a
+    // separator and "Other..." again, with the name selected.
     void chooseCprFolder(const QString& folder) {
+        auto* menu = _view->findChild<QComboBox*>("_cprPath");
+        QCOMPARE(menu->itemText(0) + menu->itemText(2), QString("/Other..."));
         _dialogs.openAnswers = {{folder}};
-        QTest::keyClick(cprPath(), Qt::Key_End);
-        _dialogs.calls.clear();
+        QTest::keyClick(menu, Qt::Key_End);
+        const auto options = std::get<OpenPanelOptions>(_dialogs.calls.takeLast());
+        QVERIFY(options.directory == "/" && options.canChooseDirectories &&
+                !options.canChooseFiles);
+        QCOMPARE(QStringList({menu->itemText(0), menu->itemText(1), menu->itemText(2)}),
+                 QStringList({QFileInfo(folder).fileName(), "", "Other..."}));
+        QVERIFY(menu->currentIndex() == 0 && !menu->itemIcon(0).isNull());
+        QCOMPARE(_prefs->currentCprPath(), folder);
+        QTest::keyClick(menu, Qt::Key_End);  // cancelled: opens in the folder, changes nothing
+        QCOMPARE(std::get<OpenPanelOptions>(_dialogs.calls.takeLast()).directory, folder);
+        QVERIFY(menu->currentIndex() == 0 && _prefs->currentCprPath() == folder);
     }
 
     std::unique_ptr<GuiSandbox> _sandbox;
-    WatchingDialogs _dialogs;
+    Dialogs _dialogs;
     CorvixSupportPrefsController* _prefs = nullptr;
     QWidget* _view = nullptr;
 };
