@@ -31,7 +31,8 @@ class RecordingObserver : public CprSweepObserver {
         failed.push_back(std::string(path) + " | " + (reason ? reason : "(none)"));
     }
     void pathSkipped(const char* path) override { skipped.push_back(path); }
-    std::vector<std::string> removed, failed, skipped;
+    void searchingFolder(const char* path) override { searched.push_back(path); }
+    std::vector<std::string> removed, searched, failed, skipped;
     bool stopAfterFirst = false;
 };
 
@@ -83,6 +84,9 @@ TEST_F(CprSweepTest, OnlyExactTargetNamesAreRemovedAndTheWalkStaysInside) {
         EXPECT_TRUE(exists(kept)) << kept;
     }
 
+    // The folders searched: in and back out of "sub", never into a link or hidden folder.
+    EXPECT_EQ((std::vector<std::string>{p, p + "/", p + "/sub", p + "/"}), _observer.searched);
+
     int removed = 0;
     EXPECT_EQ(0, _cleaner.removeCprFiles("", true, nullptr, removed));
     EXPECT_EQ(0, _cleaner.removeCprFiles(nullptr, true, nullptr, removed));
@@ -133,6 +137,8 @@ TEST_F(CprSweepTest, StoppingEndsTheWalkAfterTheCurrentEntryAtEveryLevel) {
     EXPECT_EQ(1, CprSweep::run(p.c_str(), true, &_observer));
     EXPECT_EQ(0, g_shouldRunCPRThread.load());
     ASSERT_EQ(1u, _observer.removed.size());
+    ASSERT_LE(2u, _observer.searched.size());
+    EXPECT_EQ(p, _observer.searched[0]);
     std::string log = readFile(sweepLog());
     EXPECT_NE(std::string::npos, log.find("REMOVED - " + _observer.removed[0] + " \n"));
     EXPECT_EQ(log.find("REMOVED - "), log.rfind("REMOVED - "));
@@ -170,7 +176,7 @@ TEST_F(CprSweepTest, PathsThatDoNotFitAreSkippedNeverCut) {
     }
     CprSweepResult result;
     EXPECT_EQ(4, CprSweep::run(tmp("long").c_str(), true, &_observer, &result));
-    EXPECT_EQ(7, result.pathsSkipped);
+    EXPECT_EQ("7 path(s) too long to use were skipped.\n", result.shortfall());
     EXPECT_EQ(1, std::count(_observer.skipped.begin(), _observer.skipped.end(), targets.back()));
     for (const std::string& target : targets) {
         EXPECT_EQ(target.size() > 1023, exists(target)) << target.size();

@@ -200,8 +200,9 @@ TEST_F(InstalledFilesTest, CompletionOffersEveryVerbOptionAndValue) {
 }
 
 TEST_F(InstalledFilesTest, DesktopEntryAndMetadataValidate) {
-    for (const std::string& command : {"desktop-file-validate " + quoted(CORVIX_DESKTOP_ENTRY),
-                                       "appstreamcli validate --no-net " + quoted(CORVIX_METAINFO)}) {
+    for (const std::string& command :
+         {"desktop-file-validate " + quoted(CORVIX_DESKTOP_ENTRY),
+          "appstreamcli validate --no-net " + quoted(CORVIX_METAINFO)}) {
         std::string output;
         EXPECT_EQ(0, runCommand(command + " 2>&1", &output)) << command << ":\n" << output;
     }
