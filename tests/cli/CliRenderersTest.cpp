@@ -1,6 +1,6 @@
 // corvix-support renderers: what the verb adds to the core (parsing, exit codes, the text and JSON
 // forms) in-process, and end to end through the real binary: pins that read back exactly, hostile
-// files that are named and skipped, and discovery through a quoted desktop entry.
+// files that are named and skipped, and discovery through the system's application registry.
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -20,13 +20,17 @@
 
 namespace corvix_test {
 
+namespace {
+
+void setOrUnset(const std::string& name, const std::optional<std::string>& value) {
+    value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+}
+
+}  // namespace
+
 ScopedEnv::~ScopedEnv() {
     for (const auto& [name, value] : _saved) {
-        if (value) {
-            setenv(name.c_str(), value->c_str(), 1);
-        } else {
-            unsetenv(name.c_str());
-        }
+        setOrUnset(name, value);
     }
 }
 
@@ -35,22 +39,16 @@ void ScopedEnv::set(const std::string& name, const std::optional<std::string>& v
         const char* old = getenv(name.c_str());
         _saved[name] = old ? std::optional<std::string>(old) : std::nullopt;
     }
-    if (value) {
-        setenv(name.c_str(), value->c_str(), 1);
-    } else {
-        unsetenv(name.c_str());
-    }
+    setOrUnset(name, value);
 }
 
 TempDir::TempDir() {
     const char* base = getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/corvix-test-XXXXXX";
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    if (!mkdtemp(buffer.data())) {
+    _path = std::string(base && *base ? base : "/tmp") + "/corvix-test-XXXXXX";
+    if (!mkdtemp(_path.data())) {
         ADD_FAILURE() << "mkdtemp failed: " << strerror(errno);
+        _path.clear();
     }
-    _path = buffer.data();
 }
 
 TempDir::~TempDir() {

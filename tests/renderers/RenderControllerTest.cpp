@@ -68,7 +68,7 @@ TEST_F(RenderControllerTest, LinesFireOneActionOfTheCurrentStateUnlessTheMonitor
     controller.processInput("Frame 12 Error in shader");  // frame and error: only the frame
     controller.processInput("Disk Error");
     controller.processInput("Finished");
-    controller.processInput("ABORT Frame 3");      // the monitor takes it
+    controller.processInput("ABORT on Error");     // the monitor takes it
     controller.processInput("second monitor");     // only the first monitor counts
     controller.processInput("Rendering started");  // a transition of another state
     controller.processInput(nullptr);

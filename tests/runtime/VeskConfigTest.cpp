@@ -1,13 +1,17 @@
 // The product configuration file: the exact file layout, version rules, the line reader, the
 // in-memory lookups, the Preferences fallbacks and the process-count rules.
+#include <unistd.h>
+
 #include <map>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "QuadenLowLevelPlatformInfo.h"
 #include "TestEnvironment.h"
 #include "VeskConfig.h"
+#include "VeskFile.h"
 #include "VeskLog.h"
 
 using namespace corvix_test;
@@ -121,6 +125,25 @@ TEST_F(VeskConfigTest, ChangesReachTheDiskOnlyThroughWriteToDiskAndKeepOtherWrit
         readFile(file()));
     VeskConfig reread("/", "CorvixPro2.cfg");
     EXPECT_EQ("1", value(reread, "corvix.dev.logging"));
+}
+
+// A writer waits for another's lock, then keeps what that one wrote meanwhile.
+TEST_F(VeskConfigTest, AWriterWaitsForTheLockAndKeepsWhatTheHolderWrote) {
+    { VeskConfig("/", "CorvixPro2.cfg"); }
+    std::thread writer;
+    {
+        VeskFileLock other(file());
+        ASSERT_TRUE(other.locked());
+        writer = std::thread([this] {
+            VeskConfig config("/", "CorvixPro2.cfg");
+            config.setValue("corvix.logging", "1");
+            EXPECT_TRUE(config.writeToDisk());
+        });
+        usleep(300000);
+        writeFile(file(), designedFile({{"corvix.processes", "7"}}));
+    }
+    writer.join();
+    EXPECT_EQ(designedFile({{"corvix.processes", "7"}, {"corvix.logging", "1"}}), readFile(file()));
 }
 
 // "2.6" and a file without a version line are rewritten, each kept aside first (read-only

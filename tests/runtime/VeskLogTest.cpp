@@ -1,4 +1,4 @@
-// The product log: gates, line format, rolling, threads, the log folder and the time helpers.
+// The product log: gates, line format, rolling, threads and the log folder.
 #include <sys/stat.h>
 #include <unistd.h>
 
