@@ -5,6 +5,10 @@
 //   --view NAME         after start, choose the view NAME as a click on its button would; once it
 //                       is on screen print "shown X Y WIDTH HEIGHT" (the window's frame) on
 //                       standard output
+//   --package-form FILE, --package-to PATH
+//                       the package panel filled from FILE, then (with PATH) the progress panel
+//                       of a package saved there; their frame is printed as above
+//                       (PackageShowcase.h)
 // With the environment variable CORVIX_STARTUP_CLOCK set, the wall-clock time of the first paint
 // (microseconds since 1970) is printed on standard error as "first paint at N".
 #include <QAbstractButton>
@@ -19,6 +23,7 @@
 #include "CorvixSupportPrefsController.h"
 #include "DarkTheme.h"
 #include "NSDarkToolBar.h"
+#include "PackageShowcase.h"
 #include "PaintWatcher.h"
 #include "WindowDiagnostics.h"
 
@@ -40,15 +45,8 @@ void showViewAndReport(CorvixSupportPrefsController* prefs, const QString& view)
         return;
     }
     QWidget* window = prefs->window();
-    QObject::connect(prefs, &TabbedPrefsWindowController::resizeFinished, window, [window]() {
-        auto* watcher = new PaintWatcher(window, window);
-        QObject::connect(watcher, &PaintWatcher::painted, window, [window]() {
-            const QRect frame = window->frameGeometry();
-            std::printf("shown %d %d %d %d\n", frame.x(), frame.y(), frame.width(), frame.height());
-            std::fflush(stdout);
-        });
-        window->update();
-    });
+    QObject::connect(prefs, &TabbedPrefsWindowController::resizeFinished, window,
+                     [window]() { PaintWatcher::reportFrameWhenPainted(window); });
     button->click();
 }
 
@@ -64,8 +62,11 @@ int main(int argc, char* argv[]) {
     QCommandLineParser parser;
     const QCommandLineOption quitWhenShown = hiddenOption("quit-when-shown");
     const QCommandLineOption view = hiddenOption("view", "NAME");
+    const QCommandLineOption packageForm = hiddenOption("package-form", "FILE");
+    const QCommandLineOption packageTo = hiddenOption("package-to", "PATH");
     parser.addOption(quitWhenShown);
     parser.addOption(view);
+    parser.addOptions({packageForm, packageTo});
     parser.addHelpOption();
     parser.process(application);
 
@@ -86,6 +87,11 @@ int main(int argc, char* argv[]) {
         }
         if (parser.isSet(quitWhenShown)) {
             QCoreApplication::exit(0);
+        } else if (parser.isSet(packageForm)) {
+            if (!PackageShowcase::show(controller, parser.value(packageForm),
+                                       parser.value(packageTo))) {
+                QCoreApplication::exit(2);
+            }
         } else if (parser.isSet(view)) {
             // The first view's animation runs on; the chosen one follows it.
             showViewAndReport(prefs, parser.value(view));
