@@ -164,6 +164,16 @@ class SupportViewTest : public QObject {
         }
         QCOMPARE(unzip("user/crash.log"), QByteArray("crash"));
         expectTheWindowFree();
+
+        // Handed to the mail program: a stand-in that records its arguments.
+        const QString mailer = file("bin/xdg-email", "#!/bin/sh\necho \"$@\" > \"$0.args\"\n");
+        QFile::setPermissions(mailer, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        const QByteArray path = qgetenv("PATH");
+        qputenv("PATH", QFile::encodeName(_sandbox->path("bin")) + ":" + path);
+        _app->sendPackage();
+        qputenv("PATH", path);
+        QTRY_COMPARE(GuiSandbox::readFile(mailer + ".args"),
+                     "--attach " + _archive.toUtf8() + " " CORVIX_SUPPORT_EMAIL "\n");
     }
 
     void failuresEndInTheErrorAlert_data() {
