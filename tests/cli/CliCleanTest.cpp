@@ -1,6 +1,5 @@
 // corvix-support clean, in-process: what the verb adds (refusals, the question, the report and
 // its exit codes), and the whole command on linked and deeply nested product folders.
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>

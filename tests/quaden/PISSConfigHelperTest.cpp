@@ -2,8 +2,6 @@
 // fallback with bounds, cache warnings and the cache overflow prediction.
 #include <unistd.h>
 
-#include <cstdlib>
-
 #include "QuadenStoreTest.h"
 #include "Quaden_PISSConfigHelper.h"
 #include "VeskLog.h"

@@ -2,12 +2,10 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
 #include <string>
 #include <thread>
 
 #include "TestEnvironment.h"
-#include "VeskLog.h"
 #include "VeskStringMap.h"
 #include "Vesk_Thread.h"
 
