@@ -130,10 +130,12 @@ class SupportPackage : public Vesk_Runnable {
     int addFilesToUsr(const char* pattern, bool recursive, const char* feature);
 
     // Copies a regular file; 1 when every byte was read and written (or source and destination
-    // are one file, which is left as it is). Each block is written through to the file as it
-    // goes, so a full disk shows at the block that did not fit, and the final close has nothing
-    // left to flush; blocks of zeros become holes, so a sparse file stays sparse. 0 when the
-    // source or the destination is not a regular file
+    // are one file, which is left as it is). The kernel copies it where it can (no byte passes
+    // through this process; a file system that shares blocks makes a reflink), run of data by run
+    // of data, so the source's holes stay holes. Across file systems it reads and writes large
+    // blocks instead, each written through as it goes, and blocks of zeros become holes. Either
+    // way a full disk shows at the write that did not fit, and the final close has nothing left
+    // to flush. 0 when the source or the destination is not a regular file
     // (FIFOs, sockets and devices are refused without blocking), when either cannot be opened,
     // when reading fails, or when not every byte could be written (the partial destination is
     // left in place).
