@@ -209,8 +209,6 @@ std::string numberedName(const std::string& name, int n) {
 
 SupportPackage::SupportPackage(const char* contents, bool owned)
     : _commandStream(nullptr),
-      _childOutput(nullptr),
-      _captureFile(nullptr),
       _contentsPath(nullptr),
       _applicationPath(nullptr),
       _systemPath(nullptr),
@@ -218,10 +216,7 @@ SupportPackage::SupportPackage(const char* contents, bool owned)
       _owned(owned),
       _packageInfo(nullptr),
       _lock(new Vesk_Mutex()),
-      _childPid(-1),
       _commandTimeout(kDefaultCommandTimeout),
-      _captureDeadline(0),
-      _captureStage(0),
       _dummyInfo(nullptr) {
     if (!contents) {
         return;
@@ -242,12 +237,6 @@ SupportPackage::~SupportPackage() {
         pclose(_commandStream);
     }
     delete _lock;
-    if (_captureFile) {
-        fclose(_captureFile);
-    }
-    if (_childOutput) {
-        fclose(_childOutput);
-    }
     freeDummyInfo(_dummyInfo);
 }
 

@@ -12,7 +12,8 @@
 //
 // Threads: one thread fills a package. Only addOutputToSys is serialised (by the package's lock,
 // held from before the pipe is made until the child has been reaped), so captures on the same
-// package from several threads run one after the other.
+// package from several threads run one after the other. The package job runs its commands side by
+// side instead, through a CaptureRun (which does not take the lock).
 //
 // Failure: results are 1 / 0 (see each operation); the copy operations report 0 whatever
 // happened, as their callers never look. A staged file or capture that could not be written whole
@@ -40,6 +41,7 @@
 #include "SupportPackageException.h"
 #include "Vesk_Thread.h"
 
+class CommandCapture;
 class PackageCancelFlag;
 class Vesk_Mutex;
 
@@ -164,6 +166,11 @@ class SupportPackage : public Vesk_Runnable {
     // The flag that stops this package's copies, captures and archive (not owned; it must outlive
     // the package). Null: nothing stops them.
     void setCancelFlag(const PackageCancelFlag* flag) { _cancel = flag; }
+    const PackageCancelFlag* cancelFlag() const { return _cancel; }
+
+    // The capture file system/<fileName>: its path, or an empty text when it does not fit a path
+    // buffer.
+    std::string capturePath(const char* fileName) const;
 
     // The first staged file, capture or report that could not be written whole, with the cause
     // ("system/shm.txt: No space left on device"); empty while every write succeeded.
@@ -250,16 +257,8 @@ class SupportPackage : public Vesk_Runnable {
     // Writes the archive of the contents folder to archivePath (see savePackage).
     bool writeArchive(const char* archivePath, PackageArchive* archive);
 
-    // Capture helpers (SupportPackageCapture.cpp): wait until the child's output is readable or
-    // the command's time is up; end the child's group step by step; reap the child.
-    bool waitForChildOutput();
-    bool captureTimeIsUp();
-    bool endChildGroup();
-    void reapChild();
-
-    FILE* _commandStream;  // pclose-d at destruction if set; nothing sets it
-    FILE* _childOutput;    // read end of the running command's pipe
-    FILE* _captureFile;    // receives the running command's output
+    FILE* _commandStream;                // pclose-d at destruction if set; nothing sets it
+    CommandCapture* _capture = nullptr;  // addOutputToSys's running command, for run()
     char* _contentsPath;
     char* _applicationPath;
     char* _systemPath;
@@ -271,15 +270,11 @@ class SupportPackage : public Vesk_Runnable {
     std::vector<std::string> _applicationEntries;
     std::vector<std::string> _userEntries;
     std::vector<std::string> _attachmentEntries;  // nothing fills it
-    int _childPid;
 
     int _commandTimeout;
-    long long _captureDeadline;           // monotonic milliseconds; meaningful while a child runs
-    int _captureStage;                    // 0 running, 1 terminated, 2 killed, 3 given up
     _sp_package_info_struct* _dummyInfo;  // owned; made by _genDummyPackInfo
     const PackageCancelFlag* _cancel = nullptr;
     std::string _stagingError;
-    std::string _captureName;  // the running capture's manifest entry, for failure messages
     std::set<std::string> _stagedFiles;  // every file copied in, so that none is replaced
 };
 
