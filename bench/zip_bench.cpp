@@ -315,8 +315,10 @@ int memoryBenchmark(const std::string& workDir, uint64_t sizeGiB) {
 
 int main(int argc, char** argv) {
     if (argc >= 4 && strcmp(argv[1], "zip-folder") == 0) {
-        ZipBuilder builder(argv[2], false);
-        return builder.addFolderToZip(argv[3], true, argv[3]) == 1 ? 0 : 1;
+        ZipBuilder builder(argv[2], false, argc >= 5 ? atoi(argv[4]) : 0);
+        int added = builder.addFolderToZip(argv[3], true, argv[3]);
+        builder.closeFile();
+        return added == 1 && builder.ok() ? 0 : 1;
     }
     if (argc >= 3 && strcmp(argv[1], "folder") == 0) {
         return folderBenchmark(argv[2], optionValue(argc, argv, "--size-mb", 200),

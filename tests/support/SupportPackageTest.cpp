@@ -62,6 +62,13 @@ bool processGone(const std::string& pid) {
     return false;
 }
 
+// The threads of this process.
+int taskCount() {
+    std::string listing;
+    runCommand("ls /proc/" + std::to_string(getpid()) + "/task | wc -l", &listing);
+    return std::stoi(listing);
+}
+
 }  // namespace
 
 TEST_F(SupportPackageTest, CreatesTemporaryPackageWithCategoryFolders) {
@@ -240,8 +247,8 @@ TEST_F(SupportPackageTest, CaptureWithoutFileStillDrainsAndReapsTheChild) {
     EXPECT_EQ(orphan.systemEntries(), Entries{"system/big.txt"});
 }
 
-// A full disk or a cancel leaves an old archive exactly as it was and no temporary file beside
-// it.
+// A full disk, a file that cannot be read or a cancel leaves an old archive exactly as it was, no
+// temporary file beside it and no compressing thread running.
 TEST_F(SupportPackageTest, SavingReplacesAnArchiveOnlyWithAWholeOne) {
     runCommand("head -c 20000 /dev/urandom > '" + _stage + "/system/data.txt'");
     _sp_package_info_struct info = {};
@@ -254,6 +261,13 @@ TEST_F(SupportPackageTest, SavingReplacesAnArchiveOnlyWithAWholeOne) {
         EXPECT_EQ(_package->savePackage(archive.c_str(), &saved), 0);
     }
     EXPECT_EQ(saved._error, archive + ": File too large");
+    // Reading this process's memory from its start fails on every thread.
+    const int before = taskCount();
+    ASSERT_EQ(symlink("/proc/self/mem", (_stage + "/user/mem").c_str()), 0);
+    EXPECT_EQ(_package->savePackage(archive.c_str(), &saved), 0);
+    EXPECT_EQ(saved._error, archive + ": cannot read " + _stage + "/user/mem: Input/output error");
+    EXPECT_EQ(taskCount(), before);
+    unlink((_stage + "/user/mem").c_str());
     PackageCancelFlag cancel;
     cancel.request();
     _package->setCancelFlag(&cancel);
