@@ -201,7 +201,9 @@ class SupportPackage : public Vesk_Runnable {
 
     // Writes contents/package.xml and zips the contents folder (entries relative to it) to
     // archivePath. The archive is written beside archivePath under a temporary name, read back
-    // whole (every entry's CRC-32), synced and only then renamed over archivePath; on any failure
+    // whole (every entry's CRC-32), synced and only then renamed over archivePath; the
+    // compression, the read-back and the digest run on several threads, all joined before this
+    // returns; on any failure
     // the temporary file is removed and an existing archive stays exactly as it was. 1 when the
     // archive is in place, else 0: without package info or path, when the manifest cannot be
     // written, or when the archive could not be written, read back or renamed. archive (when not

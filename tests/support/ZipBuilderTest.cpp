@@ -298,14 +298,18 @@ TEST_F(ZipBuilderTest, DamageIsFoundOnReadBack) {
     EXPECT_FALSE(ZipVerifier::verify(_archive, 2, &cancelled, &why));
     EXPECT_EQ("interrupted", why);
 
+    // Read back on one thread, and shared out among three.
     size_t dataStart = 30 + (uint8_t(whole[26]) | uint8_t(whole[27]) << 8);
     std::string flipped = whole;
     flipped[dataStart + 1000] ^= 0x10;
-    writeFile(_archive, flipped);
-    EXPECT_FALSE(ZipVerifier::verify(_archive, 2, nullptr, &why));
-    EXPECT_EQ(0u, why.find("the entry \"" + whole.substr(30, dataStart - 30) + "\" is not whole"))
-        << why;
-    writeFile(_archive, whole.substr(0, whole.size() - 30));
-    EXPECT_FALSE(ZipVerifier::verify(_archive, 2, nullptr, &why));
-    EXPECT_EQ("its central directory cannot be read", why);
+    for (int threads : {1, 3}) {
+        writeFile(_archive, flipped);
+        EXPECT_FALSE(ZipVerifier::verify(_archive, 2, nullptr, &why, threads));
+        EXPECT_EQ(0u,
+                  why.find("the entry \"" + whole.substr(30, dataStart - 30) + "\" is not whole"))
+            << why;
+        writeFile(_archive, whole.substr(0, whole.size() - 30));
+        EXPECT_FALSE(ZipVerifier::verify(_archive, 2, nullptr, &why, threads));
+        EXPECT_EQ("its central directory cannot be read", why);
+    }
 }
