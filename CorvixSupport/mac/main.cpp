@@ -5,11 +5,20 @@
 //   --view NAME         after start, choose the view NAME as a click on its button would; once it
 //                       is on screen print "shown X Y WIDTH HEIGHT" (the window's frame) on
 //                       standard output
+//   --sweep FOLDER      after start, show Maintenance and sweep FOLDER (and its subfolders) as
+//                       the find-and-delete button would; once the sweep's panel is on screen
+//                       print "shown X Y WIDTH HEIGHT" (the panel's frame)
+//   --package-form FILE, --package-to PATH
+//                       the package panel filled from FILE, then (with PATH) the progress panel
+//                       of a package saved there; their frame is printed as above
+//                       (PackageShowcase.h)
 // With the environment variable CORVIX_STARTUP_CLOCK set, the wall-clock time of the first paint
 // (microseconds since 1970) is printed on standard error as "first paint at N".
 #include <QAbstractButton>
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDialog>
+#include <QTimer>
 #include <QWidget>
 
 #include <chrono>
@@ -19,6 +28,7 @@
 #include "CorvixSupportPrefsController.h"
 #include "DarkTheme.h"
 #include "NSDarkToolBar.h"
+#include "PackageShowcase.h"
 #include "PaintWatcher.h"
 #include "WindowDiagnostics.h"
 
@@ -40,16 +50,19 @@ void showViewAndReport(CorvixSupportPrefsController* prefs, const QString& view)
         return;
     }
     QWidget* window = prefs->window();
-    QObject::connect(prefs, &TabbedPrefsWindowController::resizeFinished, window, [window]() {
-        auto* watcher = new PaintWatcher(window, window);
-        QObject::connect(watcher, &PaintWatcher::painted, window, [window]() {
-            const QRect frame = window->frameGeometry();
-            std::printf("shown %d %d %d %d\n", frame.x(), frame.y(), frame.width(), frame.height());
-            std::fflush(stdout);
-        });
-        window->update();
-    });
+    QObject::connect(prefs, &TabbedPrefsWindowController::resizeFinished, window,
+                     [window]() { PaintWatcher::reportFrameWhenPainted(window); });
     button->click();
+}
+
+// Shows Maintenance, sweeps folder, and reports the sweep panel's frame once it is painted.
+void sweepAndReport(CorvixSupportPrefsController* prefs, const QString& folder) {
+    PaintWatcher::reportFrameWhenPainted(prefs->progressPanel());
+    if (auto* button = prefs->darkToolbar()->findChild<QAbstractButton*>("Maintenance")) {
+        button->click();
+    }
+    prefs->setupMenuUsingPath(folder);
+    QTimer::singleShot(0, prefs, &CorvixSupportPrefsController::removeCprFiles);
 }
 
 }  // namespace
@@ -64,8 +77,13 @@ int main(int argc, char* argv[]) {
     QCommandLineParser parser;
     const QCommandLineOption quitWhenShown = hiddenOption("quit-when-shown");
     const QCommandLineOption view = hiddenOption("view", "NAME");
+    const QCommandLineOption packageForm = hiddenOption("package-form", "FILE");
+    const QCommandLineOption packageTo = hiddenOption("package-to", "PATH");
     parser.addOption(quitWhenShown);
     parser.addOption(view);
+    const QCommandLineOption sweep = hiddenOption("sweep", "FOLDER");
+    parser.addOption(sweep);
+    parser.addOptions({packageForm, packageTo});
     parser.addHelpOption();
     parser.process(application);
 
@@ -86,6 +104,13 @@ int main(int argc, char* argv[]) {
         }
         if (parser.isSet(quitWhenShown)) {
             QCoreApplication::exit(0);
+        } else if (parser.isSet(sweep)) {
+            sweepAndReport(prefs, parser.value(sweep));
+        } else if (parser.isSet(packageForm)) {
+            if (!PackageShowcase::show(controller, parser.value(packageForm),
+                                       parser.value(packageTo))) {
+                QCoreApplication::exit(2);
+            }
         } else if (parser.isSet(view)) {
             // The first view's animation runs on; the chosen one follows it.
             showViewAndReport(prefs, parser.value(view));
