@@ -53,12 +53,12 @@ struct DeflatePiece {
 
 class DeflatePool {
   public:
-    static const uint64_t kSplitThreshold = 32ULL << 20;
-    static const size_t kBlockSize = 1 << 20;
-    static const int kMaxThreads = 16;
-    static const size_t kMaxPiecesInFlight = 16;
+    static constexpr uint64_t kSplitThreshold = 32ULL << 20;
+    static constexpr size_t kBlockSize = 1 << 20;
+    static constexpr int kMaxThreads = 16;
+    static constexpr size_t kMaxPiecesInFlight = 16;
     // How many files may be queued at once (each holds an open descriptor).
-    static const size_t kMaxFilesQueued = 32;
+    static constexpr size_t kMaxFilesQueued = 32;
 
     // threads is clamped to 1..kMaxThreads. cancel may be null; it must outlive the pool.
     DeflatePool(int threads, const PackageCancelFlag* cancel);
