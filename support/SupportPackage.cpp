@@ -26,9 +26,9 @@ namespace {
 
 // The read-and-write copy (used where the kernel cannot copy) moves this much at a time; every
 // block is written through before the next is read.
-const size_t kCopyBlock = 256 * 1024;
+const size_t kCopyBlock = 128 * 1024;
 // A kernel copy moves at most this much per call, so that a cancel is seen within a moment.
-const size_t kKernelCopyStep = 64 * 1024 * 1024;
+const size_t kKernelCopyStep = 4 * 1024 * 1024;
 
 enum class CopyResult { Copied, Unreadable, WriteFailed, Interrupted };
 
