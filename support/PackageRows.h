@@ -5,6 +5,7 @@
 #define CORVIX_SUPPORT_PACKAGEROWS_H
 
 #include <cstddef>
+#include <string>
 
 #include "SupportPackage.h"
 
@@ -36,5 +37,9 @@ struct PackageRow {
 
 // The rows of this platform, in order, and their number.
 const PackageRow* packageRows(size_t* count);
+
+// A row's stable name, by which a user leaves it out: its label in lower case with '-' for each
+// blank ("process-list", "after-effects-6.5-preferences").
+std::string packageRowName(const PackageRow& row);
 
 #endif
