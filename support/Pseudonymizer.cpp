@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cstring>
 #include <sstream>
+#include <string_view>
 
 namespace {
 
@@ -18,17 +19,32 @@ std::string lowerCase(std::string text) {
     return text;
 }
 
+// Byte classes, by table: the scan looks at every byte of every text of a package.
+enum : uint8_t { kAlnum = 1, kHex = 2, kWord = 4 };
+
+struct ByteClasses {
+    uint8_t _of[256] = {};
+    ByteClasses() {
+        for (int c = 0; c < 256; ++c) {
+            _of[c] = static_cast<uint8_t>((isalnum(c) && c < 128 ? kAlnum | kWord : 0) |
+                                          (isxdigit(c) && c < 128 ? kHex : 0));
+        }
+        _of['_'] |= kWord;
+    }
+};
+const ByteClasses kClasses;
+
 bool isAlnum(char c) {
-    return isalnum(static_cast<unsigned char>(c)) != 0;
+    return kClasses._of[static_cast<unsigned char>(c)] & kAlnum;
 }
 
 bool isHex(char c) {
-    return isxdigit(static_cast<unsigned char>(c)) != 0;
+    return kClasses._of[static_cast<unsigned char>(c)] & kHex;
 }
 
 // A byte that continues a word: a name or an address never starts or ends next to one.
 bool isWordByte(char c) {
-    return isAlnum(c) || c == '_';
+    return kClasses._of[static_cast<unsigned char>(c)] & kWord;
 }
 
 int hexValue(char c) {
@@ -325,7 +341,10 @@ bool Pseudonymizer::matchAddress(const std::string& text, size_t at, std::string
     while (end < n && end - at <= 39 && (isHex(text[end]) || text[end] == ':')) {
         colons += text[end++] == ':';
     }
-    if (before != ':' && colons >= 2 && end - at <= 39 &&
+    // inet_pton takes only eight groups or a "::": a time of day ("04:00:16") is neither.
+    const bool groups =
+        colons == 7 || std::string_view(text).substr(at, end - at).find("::") != std::string::npos;
+    if (before != ':' && colons >= 2 && groups && end - at <= 39 &&
         (end == n || !(isWordByte(text[end]) || text[end] == '.'))) {
         Ipv6 address;
         const std::string candidate = text.substr(at, end - at);
@@ -384,23 +403,28 @@ std::string Pseudonymizer::apply(const std::string& text) {
     const size_t n = text.size();
     std::string standIn;
     for (size_t i = 0; i < n;) {
-        if (!_startByte[static_cast<unsigned char>(text[i])] ||
-            (i > 0 && isWordByte(text[i - 1]))) {
-            ++i;
-            continue;
-        }
+        // Matches start only where no word byte comes before: a word is tried at its first byte
+        // and then passed over whole.
+        const char c = text[i];
+        const bool word = isWordByte(c);
         size_t length = 0;
-        if (matchLiteral(text, i, &standIn, &length) || matchAddress(text, i, &standIn, &length)) {
-            if (copied == 0 && out.empty()) {
-                out.reserve(n);
+        const bool tried = _startByte[static_cast<unsigned char>(c)] &&
+                           (word || i == 0 || !isWordByte(text[i - 1]));
+        if (!tried || !(matchLiteral(text, i, &standIn, &length) ||
+                        matchAddress(text, i, &standIn, &length))) {
+            ++i;
+            while (word && i < n && isWordByte(text[i])) {
+                ++i;
             }
-            out.append(text, copied, i - copied);
-            out += standIn;
-            i += length;
-            copied = i;
             continue;
         }
-        ++i;
+        if (copied == 0 && out.empty()) {
+            out.reserve(n);
+        }
+        out.append(text, copied, i - copied);
+        out += standIn;
+        i += length;
+        copied = i;
     }
     if (copied == 0) {
         return text;
