@@ -197,6 +197,10 @@ void finishCancelled(std::unique_ptr<SupportPackage>* package, PackageJobResult*
 
 }  // namespace
 
+std::string PackageJob::mapPath(const std::string& archivePath) {
+    return PackageRedaction::mapPathFor(archivePath);
+}
+
 std::string PackageJob::redactionMessage(const std::string& mapPath) {
     return "Host names, network addresses and user names were hidden. The map to the real values "
            "is \"" +

@@ -100,6 +100,8 @@ class PackageJob {
 
     // The completion text for an archive saved at path.
     static std::string successMessage(const std::string& archivePath);
+    // Where a package saved at archivePath with names hidden keeps its map: archivePath + ".map".
+    static std::string mapPath(const std::string& archivePath);
     // The line the completion text ends with when names were hidden, naming the map.
     static std::string redactionMessage(const std::string& mapPath);
 };

@@ -61,11 +61,6 @@ uint32_t networkAt(uint32_t index) {
     return index < 3 ? kDocumentationNetworks[index] : kBenchmarkingNetworks + (index - 3);
 }
 
-bool isStandInNetwork(uint32_t network) {
-    return network == kDocumentationNetworks[0] || network == kDocumentationNetworks[1] ||
-           network == kDocumentationNetworks[2] || (network >> 9) == (kBenchmarkingNetworks >> 9);
-}
-
 uint64_t half(const uint8_t* bytes) {
     uint64_t value = 0;
     for (int i = 0; i < 8; ++i) {
@@ -297,10 +292,11 @@ std::string Pseudonymizer::ipv6(const Ipv6& real) {
     const uint64_t prefix = half(real.data()), interface = half(real.data() + 8);
     const uint64_t standInPrefix = _ipv6Prefixes.standIn(
         prefix, [](uint64_t n) -> uint64_t { return 0x20010db800000000ull | n << 16; }, 0x10000);
-    const uint64_t standInInterface =
-        interface < 0x10000 ? interface
-                            : _ipv6Interfaces.standIn(
-                                  interface, [](uint64_t n) -> uint64_t { return 0x10000 + n; }, ~0ull);
+    uint64_t standInInterface = interface;
+    if (interface >= 0x10000) {
+        standInInterface = _ipv6Interfaces.standIn(
+            interface, [](uint64_t n) -> uint64_t { return 0x10000 + n; }, ~0ull);
+    }
     std::string text = ipv6Text(standInPrefix, standInInterface);
     record("ipv6", ipv6Text(prefix, interface), text);
     return text;
@@ -350,8 +346,7 @@ bool Pseudonymizer::matchAddress(const std::string& text, size_t at, std::string
         const std::string candidate = text.substr(at, end - at);
         if (inet_pton(AF_INET6, candidate.c_str(), address.data()) == 1) {
             const uint64_t prefix = half(address.data()), interface = half(address.data() + 8);
-            const bool keep = (prefix == 0 && interface <= 1) || address[0] == 0xff ||
-                              (prefix >> 32) == 0x20010db8u;
+            const bool keep = (prefix == 0 && interface <= 1) || address[0] == 0xff;
             if (keep) {
                 return false;
             }
@@ -384,8 +379,9 @@ bool Pseudonymizer::matchAddress(const std::string& text, size_t at, std::string
     if (p < n && (isWordByte(text[p]) || (text[p] == '.' && p + 1 < n && isAlnum(text[p + 1])))) {
         return false;
     }
-    const uint32_t network = static_cast<uint32_t>(bytes[0] << 16 | bytes[1] << 8 | bytes[2]);
-    if (bytes[0] == 0 || bytes[0] == 127 || bytes[0] >= 224 || isStandInNetwork(network)) {
+    // A real address in a documentation network is hidden like any other: left as it is, it
+    // could not be told from a stand-in.
+    if (bytes[0] == 0 || bytes[0] == 127 || bytes[0] >= 224) {
         return false;
     }
     *out = ipv4(bytes);

@@ -7,11 +7,11 @@
 //   where neither neighbour is a letter, digit, '_' or '-';
 // - the user given with setUser: login name and full name by "user0", the home folder by
 //   "/home/user0", with the same boundaries;
-// - every IPv4 address (except 0.0.0.0/8, 127.0.0.0/8, multicast and above, and the
-//   documentation ranges) by one of the documentation networks: each real /24 network gets the
+// - every IPv4 address (except 0.0.0.0/8, 127.0.0.0/8, multicast and above) by one of the
+//   documentation networks: each real /24 network gets the
 //   next of 192.0.2.0/24, 198.51.100.0/24, 203.0.113.0/24, then 198.18.0.0/15 one /24 at a time;
 //   the last byte is kept, so a gateway stays ".1" and hosts of one network stay in one network;
-// - every IPv6 address (except ::, ::1, multicast and 2001:db8::/32) by one in 2001:db8::/32:
+// - every IPv6 address (except ::, ::1 and multicast) by one in 2001:db8::/32:
 //   each real /64 prefix gets 2001:db8:N::/64 (N = 0, 1, ...); an interface identifier below
 //   0x10000 (::1, ::2 set by hand) is kept, any other (one derived from a MAC address) gets
 //   ::1:M (M = 0, 1, ...);

@@ -61,20 +61,10 @@ class PackageCommandTest : public corvix_test::SandboxTest {
     }
 
     std::set<std::string> entries(const std::string& archive) {
-        std::string listing;
-        EXPECT_EQ(runCommand("unzip -Z1 " + quoted(archive), &listing), 0);
-        std::set<std::string> names;
-        std::istringstream lines(listing);
-        for (std::string line; std::getline(lines, line);) {
-            names.insert(line);
-        }
-        return names;
+        return corvix_test::zipEntries(archive);
     }
-
     std::string member(const std::string& archive, const std::string& name) {
-        std::string text;
-        runCommand("unzip -p " + quoted(archive) + " " + quoted(name), &text);
-        return text;
+        return corvix_test::zipMember(archive, name);
     }
 
     void makeProductFolders(bool withVersion1) {
@@ -381,6 +371,9 @@ TEST_F(PackageRefusalTest, BadInputIsRefusedWithItsReasonAndNothingIsCreated) {
     // The core's checks are tested with the job; here, that the verb refuses with exit 2.
     const std::vector<std::vector<std::string>> refused = {
         {"--attach", tmp("ok.txt"), "--attach", tmp("gone.txt")},
+        {"--exclude", "system-report"},
+        {"--redact-map", tmp("gone.map")},
+        {"--json", "--redact"},
         {"-o", "/dev/full"},
         {"-o", ""},
         {"--comment-file", tmp("gone.txt")},
@@ -398,16 +391,28 @@ TEST_F(PackageRefusalTest, DryRunListsFilesAndCommandsAndWritesNothing) {
     writeFile(root() + kV2 + "/Config.txt", "12345");
     writeFile(tmp("a.txt"), "abc");
     ASSERT_EQ(run({"--dry-run", "--attach", tmp("a.txt")}), 0) << _err;
-    EXPECT_NE(
-        _out.find("[18/21] version 2 settings\n        " + root() + kV2 + "/Config.txt  5 bytes\n"),
-        std::string::npos)
+    EXPECT_NE(_out.find("[18/21] version 2 settings (version-2-settings)\n        " + root() + kV2 +
+                        "/Config.txt  5 bytes\n"),
+              std::string::npos)
         << _out;
-    EXPECT_NE(_out.find("[ 4/21] process list\n        $ /usr/bin/top -b -n1 -w 512\n"),
-              std::string::npos);
-    EXPECT_NE(_out.find("[21/21] attachments\n        " + tmp("a.txt") + "  3 bytes\n"),
-              std::string::npos);
+    EXPECT_NE(
+        _out.find("[ 4/21] process list (process-list)\n        $ /usr/bin/top -b -n1 -w 512\n"),
+        std::string::npos);
+    EXPECT_NE(
+        _out.find("[21/21] attachments (attachments)\n        " + tmp("a.txt") + "  3 bytes\n"),
+        std::string::npos);
     EXPECT_FALSE(exists(home() + "/Desktop"));
     EXPECT_FALSE(exists(home() + "/.config/Orvanta"));
+
+    // The same as JSON, with the rows left out marked.
+    ASSERT_EQ(run({"--dry-run", "--json", "--exclude", "process-list", "--redact"}), 0) << _err;
+    EXPECT_NE(_out.find("\"excluded\": true,\n      \"index\": 4,\n      \"items\": [\n        {\n"
+                        "          \"command\": \"/usr/bin/top -b -n1 -w 512\"\n"),
+              std::string::npos)
+        << _out;
+    EXPECT_NE(_out.find("\"path\": \"" + root() + kV2 + "/Config.txt\",\n          \"size\": 5\n"),
+              std::string::npos);
+    EXPECT_NE(_out.find("\"redact\": true,"), std::string::npos);
 }
 
 }  // namespace

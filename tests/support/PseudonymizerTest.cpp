@@ -34,7 +34,7 @@ TEST_F(PseudonymizerTest, ReplacesNamesAndAddressesAndLeavesTheRest) {
         {"addr:10.1.2.7 mask 255.255.255.0 lo 127.0.0.1",
          "addr:192.0.2.7 mask 255.255.255.0 lo "
          "127.0.0.1"},
-        {"v1.2.3.4.5 0.0.0.0 224.0.0.251 192.0.2.9", "v1.2.3.4.5 0.0.0.0 224.0.0.251 192.0.2.9"},
+        {"v1.2.3.4.5 0.0.0.0 224.0.0.251 192.0.2.9", "v1.2.3.4.5 0.0.0.0 224.0.0.251 203.0.113.9"},
         // IPv6: the /64 goes to 2001:db8:N::, a derived interface identifier to ::1:M.
         {"inet6 2a02:1234:5678:9abc:21a:2bff:fe3c:4d5e/64", "inet6 2001:db8::1:0/64"},
         {"fe80::21a:2bff:fe3c:4d5e%eth0 fe80::2 ::1 ff02::1",
