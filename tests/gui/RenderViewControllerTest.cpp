@@ -1,28 +1,22 @@
-// The 3D Renderers view in the real window, over fixture renderers in a sandboxed machine root:
-// "Cinema" found by its render control file (a bundle in the applications folder), "Prism 3D"
-// found through the application registry (a mime type and a desktop entry), "Vertex" missing.
-// Driven through the rows' pop-ups, path editors and "Apply"; alerts answered by a recording.
+// The 3D Renderers view over fixture renderers: "Cinema" found by its render control file (a
+// bundle in the applications folder), "Prism 3D" found through the application registry (a mime
+// type and a desktop entry), "Vertex" missing. Driven through the rows' pop-ups, path editors and
+// "Apply".
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QAbstractButton>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QTableView>
-#include <QTemporaryDir>
-#include <QTest>
-
-#include <memory>
 
 #include "../renderers/RendererFiles.h"
-#include "CorvixSupportPrefsController.h"
-#include "GuiSandbox.h"
-#include "NSDarkToolBar.h"
-#include "RecordingWindowDialogs.h"
+#include "GuiTest.h"
 #include "RenderViewController.h"
 #include "WindowResources.h"
+
+using GuiTest::Window;
 
 namespace {
 
@@ -48,23 +42,13 @@ class RenderViewControllerTest : public QObject {
         QVERIFY(renderer_files::registerApplications((_registry.path() + "/share").toStdString(),
                                                      {"\"" + _prism.toStdString() + "\" %f"}));
     }
-    void init() {
-        _sandbox = std::make_unique<GuiSandbox>();
-        _dialogs = std::make_unique<RecordingWindowDialogs>();
-        _folder = _sandbox->root() +
-                  "/Library/Application Support/Orvanta Software/CorvixPro2/"
-                  "Renderers";
-        _cinema = _sandbox->root() + "/Applications/Cinema.app/Contents/MacOS/Cinema";
-    }
     void cleanup() {
         setReadOnly(false);
-        TabbedPrefsWindowController::releaseSharedPrefsWindowController();
-        _sandbox.reset();
+        _w.reset();
     }
 
     void anEmptyFolderShowsNoRowsAndWritesNoPins() {
-        QVERIFY(QDir().mkpath(_folder));
-        openView();
+        open(false);
         QCOMPARE(_table->model()->rowCount(), 0);
         apply();
         expectAlert(kDone, kRestart);
@@ -72,8 +56,7 @@ class RenderViewControllerTest : public QObject {
     }
 
     void specifyKeepsThePathAndOpensItForEditing() {
-        makeRenderers();
-        openView();
+        open();
         QCOMPARE(state("Cinema"), "Discover Installed " + _cinema);
         QCOMPARE(state("Prism 3D"), "Discover Installed " + _prism);
         QCOMPARE(state("Vertex"), QString("Discover Missing "));
@@ -85,7 +68,6 @@ class RenderViewControllerTest : public QObject {
 
         choose("Prism 3D", "Specify");
         QCOMPARE(state("Prism 3D"), "Specify Installed " + _prism);
-        QVERIFY(pathEditor("Prism 3D") != nullptr);
         QCOMPARE(pathEditor("Prism 3D")->selectedText(), _prism);
 
         // Selecting opens the path; closing it untouched is no edit, a case-only change is one.
@@ -100,10 +82,9 @@ class RenderViewControllerTest : public QObject {
     }
 
     void pinsAreWrittenRemovedAndReadBack() {
-        makeRenderers();
-        const QString odd = _sandbox->path("pins/a&b  c/prism");
+        open();
+        const QString odd = _w->sandbox.path("pins/a&b  c/prism");
         QVERIFY(renderer_files::makeExecutable(odd.toStdString()));
-        openView();
         choose("Cinema", "Specify");
         apply();
         QCOMPARE(overrides(), kHeader + "\n<renderer name=\"Cinema\">" + _cinema.toUtf8() +
@@ -117,15 +98,15 @@ class RenderViewControllerTest : public QObject {
         QCOMPARE(overrides().count("\n<renderer "), 1);
         QVERIFY(overrides().contains("\n<renderer name=\"Prism 3D\">"));
 
-        TabbedPrefsWindowController::releaseSharedPrefsWindowController();
-        openView();
+        _w->close();
+        _w->open("3D Renderers");
+        _table = Window::find<QTableView>("_table", _w->view("3D Renderers"));
         QCOMPARE(state("Prism 3D"), "Specify Installed " + odd);
         QCOMPARE(state("Cinema"), "Discover Installed " + _cinema);
     }
 
     void anUnwritableFolderKeepsTheEditsForTheNextApply() {
-        makeRenderers();
-        openView();
+        open();
         select("Vertex");
         // Still being typed when "Apply" is pressed.
         QTest::keyClicks(pathEditor("Vertex"), "/opt/vertex");
@@ -148,8 +129,7 @@ class RenderViewControllerTest : public QObject {
     // A row outside the list and a path longer than a path buffer are refused with the core's
     // message, the rows as they were; the file chooser opens on the start path.
     void refusalsLeaveTheRowsAndTheChooserOpensOnThePath() {
-        makeRenderers();
-        openView();
+        open();
         auto* controller = _table->parent()->findChild<RenderViewController*>();
         const QStringList before = {state("Cinema"), state("Prism 3D"), state("Vertex")};
         QVERIFY(!controller->setObjectValue(1, "mode", 3));
@@ -161,43 +141,43 @@ class RenderViewControllerTest : public QObject {
         type("Prism 3D", tooLong);
         expectAlert(RenderViewController::kEditRefusedTitle,
                     "Path too long (1101 bytes, at most 1023 fit), not used: " + tooLong);
-        QCOMPARE(_dialogs->calls.size(), 3);
+        QCOMPARE(_w->dialogs.calls.size(), 3);
         QCOMPARE(QStringList({state("Cinema"), state("Prism 3D"), state("Vertex")}), before);
 
         controller->browseForInput("/opt/prism/bin/prism", 7);
-        const auto* panel = std::get_if<OpenPanelOptions>(&_dialogs->calls.last());
-        QVERIFY(panel != nullptr);
-        QCOMPARE(QStringList({panel->title, panel->prompt, panel->directory, panel->fileName}),
+        const auto panel = std::get<OpenPanelOptions>(_w->dialogs.calls.last());
+        QCOMPARE(QStringList({panel.title, panel.prompt, panel.directory, panel.fileName}),
                  QStringList({"Open a Cinema 4D File", "Open", "/opt/prism/bin", "prism"}));
-        QVERIFY(panel->canChooseFiles && !panel->canChooseDirectories);
-        QVERIFY(panel->canCreateDirectories && !panel->allowsMultipleSelection);
+        QVERIFY(panel.canChooseFiles && !panel.canChooseDirectories);
+        QVERIFY(panel.canCreateDirectories && !panel.allowsMultipleSelection);
     }
 
   private:
-    void makeRenderers() {
-        QVERIFY(renderer_files::makeBundle(
-            (_sandbox->root() + "/Applications/Cinema.app").toStdString(), "Cinema", "26"));
-        const char* const files[][3] = {
-            {"cinema.xml", "Cinema", "<executable>($APPDIR)/Cinema.app/Contents/MacOS/Cinema"},
-            {"prism.xml", "Prism 3D", "<executable discover=\"cvxscene\">^prism$"},
-            {"vertex.xml", "Vertex", "<executable>/nowhere/vertex"}};
-        for (const auto& [file, name, executable] : files) {
-            QVERIFY(GuiSandbox::writeFile(
-                _folder + "/" + file, QByteArray("<?xml version=\"1.0\" ?>\n<renderer name=\"") +
-                                          name + "\">\n" + executable +
-                                          "</executable>\n</renderer>\n"));
-        }
-    }
-
-    // The window as the application shows it, on the 3D Renderers view.
-    void openView() {
-        CorvixSupportPrefsController* prefs =
-            CorvixSupportPrefsController::sharedPrefsWindowController();
-        prefs->setDialogs(_dialogs.get());
-        prefs->showWindow(nullptr);
-        prefs->darkToolbar()->findChild<QAbstractButton*>("3D Renderers")->click();
-        QTRY_VERIFY(!prefs->isAnimating());
-        _table = prefs->viewForIdentifier("3D Renderers")->findChild<QTableView*>("_table");
+    // The window on the 3D Renderers view, over an empty renderers folder or the three
+    // renderers.
+    void open(bool withRenderers = true) {
+        _w = std::make_unique<Window>("3D Renderers", [&](const GuiTest::Sandbox& sandbox) {
+            _folder = sandbox.product("CorvixPro2", "Renderers");
+            _cinema = sandbox.root() + "/Applications/Cinema.app/Contents/MacOS/Cinema";
+            QVERIFY(QDir().mkpath(_folder));
+            if (!withRenderers) {
+                return;
+            }
+            QVERIFY(renderer_files::makeBundle(
+                (sandbox.root() + "/Applications/Cinema.app").toStdString(), "Cinema", "26"));
+            const char* const files[][3] = {
+                {"cinema.xml", "Cinema", "<executable>($APPDIR)/Cinema.app/Contents/MacOS/Cinema"},
+                {"prism.xml", "Prism 3D", "<executable discover=\"cvxscene\">^prism$"},
+                {"vertex.xml", "Vertex", "<executable>/nowhere/vertex"}};
+            for (const auto& [file, name, executable] : files) {
+                QVERIFY(!GuiTest::writeFile(
+                             _folder + "/" + file,
+                             QByteArray("<?xml version=\"1.0\" ?>\n<renderer name=\"") + name +
+                                 "\">\n" + executable + "</executable>\n</renderer>\n")
+                             .isNull());
+            }
+        });
+        _table = Window::find<QTableView>("_table", _w->view("3D Renderers"));
     }
 
     // The cell of the named renderer's row in the column of that identifier.
@@ -242,14 +222,10 @@ class RenderViewControllerTest : public QObject {
     void apply() { _table->parentWidget()->findChild<QAbstractButton*>("_applyButton")->click(); }
 
     void expectAlert(const QString& title, const QString& message) {
-        QVERIFY(!_dialogs->calls.isEmpty());
-        const auto* alert = std::get_if<RecordedAlert>(&_dialogs->calls.last());
-        QVERIFY(alert != nullptr);
-        QCOMPARE(
-            QStringList({alert->title, alert->message, alert->defaultButton, alert->otherButton}),
-            QStringList({title, message, "Ok", ""}));
+        QCOMPARE(_w->dialogs.alerts().value(_w->dialogs.alerts().size() - 1).all(),
+                 QStringList({title, message, "Ok", ""}));
     }
-    QByteArray overrides() const { return GuiSandbox::readFile(_folder + "/overrides.xml"); }
+    QByteArray overrides() const { return GuiTest::readFile(_folder + "/overrides.xml"); }
 
     // Root ignores permission bits: the folder is bound read-only over itself in a mount
     // namespace of this thread's own (the view runs on it). An unprivileged user gets the bits.
@@ -278,15 +254,12 @@ class RenderViewControllerTest : public QObject {
     }
 
     QTemporaryDir _registry;
-    QString _prism;
-    std::unique_ptr<GuiSandbox> _sandbox;
-    std::unique_ptr<RecordingWindowDialogs> _dialogs;
-    QString _folder;
-    QString _cinema;
+    QString _prism, _folder, _cinema;
+    std::unique_ptr<Window> _w;
     QTableView* _table = nullptr;
     bool _readOnly = false;
 };
 
-QTEST_MAIN(RenderViewControllerTest)
+GUI_TEST_SUITE(RenderViewControllerTest);
 
 #include "RenderViewControllerTest.moc"
