@@ -1,16 +1,18 @@
-// What the window's tests share. One binary holds every suite (GUI_TEST_SUITE); its first
-// argument names the one to run. The views are driven by object name in the window as the
-// application starts it, inside a temporary machine root, HOME, XDG_CONFIG_HOME and TMPDIR, with
-// every alert and panel answered by a recording. The drawing tests read widgets' pixels back.
+// What the window's suites share: the window as the application starts it, inside a temporary
+// machine root, HOME, XDG_CONFIG_HOME and TMPDIR, with every alert and panel answered by a
+// recording; widgets are found and pressed by object name.
 #ifndef CORVIX_TESTS_GUI_GUITEST_H
 #define CORVIX_TESTS_GUI_GUITEST_H
+
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QImage>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -18,42 +20,14 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <variant>
 
 #include "AppController.h"
 #include "CorvixSupportPrefsController.h"
 #include "NSDarkToolBar.h"
-#include "QuartzUtils.h"
 #include "VeskPlatform.h"
 #include "WindowDialogs.h"
 
 namespace GuiTest {
-
-using Suites = std::map<QString, std::function<std::unique_ptr<QObject>()>>;
-inline Suites& suites() {
-    static Suites all;
-    return all;
-}
-#define GUI_TEST_SUITE(Class)               \
-    static const bool registered##Class = ( \
-        GuiTest::suites()[#Class] = [] { return std::unique_ptr<QObject>(new Class); }, true)
-
-// The widget drawn alone (its background and its own painting) into a transparent image.
-inline QImage drawn(QWidget& widget) {
-    QImage image(widget.size(), QImage::Format_ARGB32);
-    image.fill(Qt::transparent);
-    widget.render(&image, QPoint(), QRegion(), QWidget::DrawWindowBackground);
-    return image;
-}
-// The level (0 to 255) of an opaque grey pixel; -1 for a pixel that is not both.
-inline int greyAt(const QImage& image, int x, int y) {
-    const QRgb pixel = image.pixel(x, y);
-    const bool grey = qRed(pixel) == qGreen(pixel) && qRed(pixel) == qBlue(pixel);
-    return qAlpha(pixel) == 255 && grey ? qRed(pixel) : -1;
-}
-inline int level(qreal white) {
-    return QuartzUtils::deviceWhite(white).red();
-}
 
 // Writes contents to path, making its folders; returns path, or a null string on failure.
 inline QString writeFile(const QString& path, const QByteArray& contents) {
@@ -65,6 +39,13 @@ inline QString writeFile(const QString& path, const QByteArray& contents) {
 inline QByteArray readFile(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Whether this thread has a mount namespace of its own (root only), where a test may mount.
+inline bool ownMountNamespace() {
+    static const bool own = geteuid() == 0 && unshare(CLONE_NEWNS) == 0 &&
+                            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    return own;
 }
 
 // <tmp>/root is CORVIX_ROOT, <tmp>/home HOME (its .config XDG_CONFIG_HOME), <tmp>/tmp TMPDIR;
@@ -86,17 +67,17 @@ class Sandbox {
             value ? qputenv(name, *value) : qunsetenv(name);
         }
     }
-    QString path(const QString& relative = QString()) const {
-        return relative.isEmpty() ? _dir.path() : _dir.path() + "/" + relative;
-    }
+    QString path(const QString& relative = QString()) const { return _dir.filePath(relative); }
     QString root() const { return path("root"); }
     QString home() const { return path("home"); }
     // Where the products keep their files, and the user configuration folder.
-    QString product(const QString& generation, const QString& item) const {
+    QString product(const QString& generation, const QString& item = QString()) const {
         return root() + "/Library/Application Support/Orvanta Software/" + generation + "/" + item;
     }
-    QString config(const QString& name) const { return home() + "/.config/Orvanta/Corvix/" + name; }
-    QString file(const QString& relative, const QByteArray& contents) const {
+    QString config(const QString& name = QString()) const {
+        return home() + "/.config/Orvanta/Corvix/" + name;
+    }
+    QString file(const QString& relative, const QByteArray& contents = "x") const {
         return writeFile(path(relative), contents);
     }
 
@@ -119,8 +100,9 @@ struct RecordedAlert {
 // alert's default button or cancels the panel. onAlert runs as each alert is shown.
 class RecordingDialogs : public WindowDialogs {
   public:
-    using Call = std::variant<RecordedAlert, OpenPanelOptions, SavePanelOptions>;
-    QList<Call> calls;
+    QList<RecordedAlert> alerts;
+    QList<OpenPanelOptions> openPanels;
+    QList<SavePanelOptions> savePanels;
     QList<int> alertAnswers;
     QList<QStringList> openAnswers;
     QList<QString> saveAnswers;
@@ -129,29 +111,20 @@ class RecordingDialogs : public WindowDialogs {
     int runAlertPanel(const QString& title, const QString& message, const QString& defaultButton,
                       const QString& otherButton) override {
         onAlert();
-        calls.append(RecordedAlert{title, message, defaultButton, otherButton});
+        alerts.append({title, message, defaultButton, otherButton});
         return alertAnswers.isEmpty() ? kAlertDefaultReturn : alertAnswers.takeFirst();
     }
     QStringList runOpenPanel(const OpenPanelOptions& options) override {
-        calls.append(options);
+        openPanels.append(options);
         return openAnswers.isEmpty() ? QStringList() : openAnswers.takeFirst();
     }
     QString runSavePanel(const SavePanelOptions& options) override {
-        calls.append(options);
+        savePanels.append(options);
         return saveAnswers.isEmpty() ? QString() : saveAnswers.takeFirst();
-    }
-    QList<RecordedAlert> alerts() const {
-        QList<RecordedAlert> found;
-        for (const Call& call : calls) {
-            if (const auto* alert = std::get_if<RecordedAlert>(&call)) {
-                found << *alert;
-            }
-        }
-        return found;
     }
     QStringList titles() const {
         QStringList found;
-        for (const RecordedAlert& alert : alerts()) {
+        for (const RecordedAlert& alert : alerts) {
             found << alert.title;
         }
         return found;
@@ -159,7 +132,8 @@ class RecordingDialogs : public WindowDialogs {
 };
 
 // The window as the application starts it (AppController), then switched to the view named
-// view when one is named (still animating to its size), in a sandbox, its dialogs recorded.
+// view when one is named (still animating to its size); prepare, when given, makes the machine's
+// files before the window reads them.
 class Window {
   public:
     Sandbox sandbox;
@@ -167,7 +141,6 @@ class Window {
     std::unique_ptr<AppController> app;
     CorvixSupportPrefsController* prefs = nullptr;
 
-    // prepare, when given, makes the machine's files before the window reads them.
     explicit Window(const QString& view = QString(),
                     const std::function<void(const Sandbox&)>& prepare = {}) {
         if (prepare) {

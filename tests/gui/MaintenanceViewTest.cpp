@@ -104,12 +104,12 @@ class MaintenanceViewTest : public QObject {
         QCOMPARE(_w->dialogs.titles(), QStringList{"No maintenance tasks have been selected."});
         checkAllBoxes();
         DeletionRecorder recorder;
-        recorder.watch(_w->sandbox.product("CorvixPro", ""), "CorvixPro");
-        recorder.watch(_w->sandbox.product("CorvixPro2", ""), "CorvixPro2");
-        recorder.watch(_w->sandbox.config(""), "logs");
-        _w->dialogs.calls.clear();
+        recorder.watch(_w->sandbox.product("CorvixPro"), "CorvixPro");
+        recorder.watch(_w->sandbox.product("CorvixPro2"), "CorvixPro2");
+        recorder.watch(_w->sandbox.config(), "logs");
+        _w->dialogs.alerts.clear();
         click("_executeButton");
-        QCOMPARE(_w->dialogs.alerts().value(0).all(),
+        QCOMPARE(_w->dialogs.alerts.value(0).all(),
                  QStringList({kQuestion,
                               "These changes are irreversible and will remove all settings and "
                               "history.",
@@ -122,7 +122,7 @@ class MaintenanceViewTest : public QObject {
             auto* box = Window::find<QCheckBox>(name, view());
             connect(box, &QCheckBox::toggled, box, [&cleared, name] { cleared << name; });
         }
-        _w->dialogs.calls.clear();
+        _w->dialogs.alerts.clear();
         _w->dialogs.alertAnswers = {WindowDialogs::kAlertOtherReturn};
         click("_executeButton");
         QCOMPARE(recorder.deleted(),
@@ -138,7 +138,7 @@ class MaintenanceViewTest : public QObject {
         checkAllBoxes();
         _w->dialogs.alertAnswers = {WindowDialogs::kAlertOtherReturn};
         {
-            UnlistableFolder unlistable(_w->sandbox.path(), _w->sandbox.config(""));
+            UnlistableFolder unlistable(_w->sandbox.path(), _w->sandbox.config());
             if (!unlistable.active()) {
                 QSKIP("the log folder cannot be made unlistable for this test's user");
             }
@@ -146,8 +146,8 @@ class MaintenanceViewTest : public QObject {
         }
         QCOMPARE(_w->dialogs.titles(),
                  QStringList({kQuestion, "Error performing maintenance.", kCompleted}));
-        QCOMPARE(_w->dialogs.alerts()[1].message,
-                 "Could not open \"" + _w->sandbox.config("") + "\" for directory listing.");
+        QCOMPARE(_w->dialogs.alerts[1].message,
+                 "Could not open \"" + _w->sandbox.config() + "\" for directory listing.");
         for (const char* generation : {"CorvixPro", "CorvixPro2"}) {
             QVERIFY(!QFile::exists(_w->sandbox.product(generation, "RenderQueue")));
         }
@@ -175,7 +175,7 @@ class MaintenanceViewTest : public QObject {
         // A level that cannot be stored is said so, and the pop-up shows the one stored.
         QVERIFY(QFile::remove(_w->sandbox.config("CorvixPro2.cfg")));
         QVERIFY(QDir().mkpath(_w->sandbox.config("CorvixPro2.cfg")));
-        _w->dialogs.calls.clear();
+        _w->dialogs.alerts.clear();
         QTest::keyClick(loggingLevel(), Qt::Key_Up);
         QCOMPARE(_w->dialogs.titles(), QStringList{"The logging level could not be saved."});
         QCOMPARE(loggingLevel()->currentIndex(), 0);
@@ -222,7 +222,7 @@ class MaintenanceViewTest : public QObject {
         };
         click("_removeCprFilesButton");
         QCOMPARE(_w->dialogs.titles(), QStringList{"Find & Delete CPR files has completed."});
-        QCOMPARE(_w->dialogs.alerts()[0].message,
+        QCOMPARE(_w->dialogs.alerts[0].message,
                  message.replace("FOLDER", _w->sandbox.path(folder)));
         QVERIFY(endedInOrder);
         QCOMPARE(
@@ -288,7 +288,7 @@ class MaintenanceViewTest : public QObject {
         QVERIFY(stopped);
         QVERIFY2(gone > 0 && gone < folders, qPrintable(QString::number(gone)));
         QCOMPARE(int(logged.count("REMOVED - ")), gone);
-        QCOMPARE(_w->dialogs.alerts()[0].message,
+        QCOMPARE(_w->dialogs.alerts[0].message,
                  QString("%1 file(s) removed during this session.\n\n"
                          "The sweep was stopped before it finished.")
                      .arg(gone));
@@ -331,20 +331,20 @@ class MaintenanceViewTest : public QObject {
         QCOMPARE(menu->itemText(0) + menu->itemText(2), QString("/Other..."));
         _w->dialogs.openAnswers = {{folder}};
         QTest::keyClick(menu, Qt::Key_End);
-        const auto options = std::get<OpenPanelOptions>(_w->dialogs.calls.takeLast());
+        const auto options = _w->dialogs.openPanels.takeLast();
         QVERIFY(options.directory == "/" && options.canChooseDirectories &&
                 !options.canChooseFiles);
         QCOMPARE(QStringList({menu->itemText(0), menu->itemText(1), menu->itemText(2)}),
                  QStringList({QFileInfo(folder).fileName(), "", "Other..."}));
         QVERIFY(menu->currentIndex() == 0 && !menu->itemIcon(0).isNull());
         QTest::keyClick(menu, Qt::Key_End);
-        QCOMPARE(std::get<OpenPanelOptions>(_w->dialogs.calls.takeLast()).directory, folder);
+        QCOMPARE(_w->dialogs.openPanels.takeLast().directory, folder);
         QVERIFY(menu->currentIndex() == 0 && _w->prefs->currentCprPath() == folder);
     }
 
     std::unique_ptr<Window> _w;
 };
 
-GUI_TEST_SUITE(MaintenanceViewTest);
+QTEST_MAIN(MaintenanceViewTest)
 
 #include "MaintenanceViewTest.moc"

@@ -2,10 +2,7 @@
 // bundle in the applications folder), "Prism 3D" found through the application registry (a mime
 // type and a desktop entry), "Vertex" missing. Driven through the rows' pop-ups, path editors and
 // "Apply".
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <QComboBox>
 #include <QLineEdit>
@@ -141,11 +138,11 @@ class RenderViewControllerTest : public QObject {
         type("Prism 3D", tooLong);
         expectAlert(RenderViewController::kEditRefusedTitle,
                     "Path too long (1101 bytes, at most 1023 fit), not used: " + tooLong);
-        QCOMPARE(_w->dialogs.calls.size(), 3);
+        QCOMPARE(_w->dialogs.alerts.size(), 3);
         QCOMPARE(QStringList({state("Cinema"), state("Prism 3D"), state("Vertex")}), before);
 
         controller->browseForInput("/opt/prism/bin/prism", 7);
-        const auto panel = std::get<OpenPanelOptions>(_w->dialogs.calls.last());
+        const OpenPanelOptions panel = _w->dialogs.openPanels.value(0);
         QCOMPARE(QStringList({panel.title, panel.prompt, panel.directory, panel.fileName}),
                  QStringList({"Open a Cinema 4D File", "Open", "/opt/prism/bin", "prism"}));
         QVERIFY(panel.canChooseFiles && !panel.canChooseDirectories);
@@ -222,7 +219,7 @@ class RenderViewControllerTest : public QObject {
     void apply() { _table->parentWidget()->findChild<QAbstractButton*>("_applyButton")->click(); }
 
     void expectAlert(const QString& title, const QString& message) {
-        QCOMPARE(_w->dialogs.alerts().value(_w->dialogs.alerts().size() - 1).all(),
+        QCOMPARE(_w->dialogs.alerts.value(_w->dialogs.alerts.size() - 1).all(),
                  QStringList({title, message, "Ok", ""}));
     }
     QByteArray overrides() const { return GuiTest::readFile(_folder + "/overrides.xml"); }
@@ -240,11 +237,9 @@ class RenderViewControllerTest : public QObject {
         } else if (!readOnly) {
             _readOnly = umount(folder.constData()) != 0;
         } else {
-            static const bool ownNamespace =
-                unshare(CLONE_NEWNS) == 0 &&
-                mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-            _readOnly = ownNamespace && mount(folder.constData(), folder.constData(), nullptr,
-                                              MS_BIND, nullptr) == 0;
+            _readOnly =
+                GuiTest::ownMountNamespace() &&
+                mount(folder.constData(), folder.constData(), nullptr, MS_BIND, nullptr) == 0;
             if (_readOnly && mount(nullptr, folder.constData(), nullptr,
                                    MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0) {
                 setReadOnly(false);
@@ -260,6 +255,6 @@ class RenderViewControllerTest : public QObject {
     bool _readOnly = false;
 };
 
-GUI_TEST_SUITE(RenderViewControllerTest);
+QTEST_MAIN(RenderViewControllerTest)
 
 #include "RenderViewControllerTest.moc"

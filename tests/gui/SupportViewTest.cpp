@@ -1,9 +1,5 @@
 // The Support view, the package panel and the package job (the core's, run for real) in the
 // window, from the buttons to the alerts.
-#include <sched.h>
-#include <sys/mount.h>
-#include <unistd.h>
-
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
@@ -53,35 +49,32 @@ class SupportViewTest : public QObject {
     void emailAddresses() {
         QFETCH(QString, address);
         QFETCH(bool, valid);
-        find<QLineEdit>("_emailField")->setText(address);
+        field("_emailField")->setText(address);
         Window::click("_createButton");
-        QCOMPARE(_w->dialogs.calls.size(), 1);
-        QCOMPARE(std::holds_alternative<SavePanelOptions>(_w->dialogs.calls[0]), valid);
-        QCOMPARE(find<QWidget>("_packageWindow")->isVisible(), !valid);
-        QCOMPARE(_w->prefs->packageInfoIsValid(), valid);
+        QCOMPARE(_w->dialogs.savePanels.size(), int(valid));
         QCOMPARE(_w->dialogs.titles(),
                  valid ? QStringList() : QStringList{"Invalid email address"});
+        QCOMPARE(Window::find("_packageWindow")->isVisible(), !valid);
+        QCOMPARE(_w->prefs->packageInfoIsValid(), valid);
     }
 
     void attachmentsKeepDuplicatesUntilEitherIsRemoved() {
-        const QString log = _w->sandbox.file("files/crash.log", "crash");
-        const QString notes = _w->sandbox.file("files/notes.txt", "n");
+        const QString log = _w->sandbox.file("files/crash.log"), notes = _w->sandbox.file("n.txt");
         _w->dialogs.openAnswers << QStringList{log} << QStringList{log} << QStringList{notes};
         for (int i = 0; i < 3; ++i) {
             Window::click("_addAttachmentButton");
         }
-        const auto panel = std::get<OpenPanelOptions>(_w->dialogs.calls[0]);
+        const OpenPanelOptions panel = _w->dialogs.openPanels.value(0);
         QCOMPARE(panel.title + panel.prompt, QString("Select file(s) to attach:Select"));
         QVERIFY(panel.canChooseFiles && !panel.canChooseDirectories &&
                 panel.allowsMultipleSelection);
-        QCOMPARE(rows(),
-                 QStringList({"crash.log " + log, "crash.log " + log, "notes.txt " + notes}));
+        QCOMPARE(rows(), QStringList({"crash.log " + log, "crash.log " + log, "n.txt " + notes}));
         QAbstractItemModel* model = table()->model();
         QVERIFY(!model->data(model->index(0, 0), Qt::DecorationRole).value<QPixmap>().isNull());
         QVERIFY(model->data(model->index(0, 1), Qt::DecorationRole).isNull());
         table()->selectRow(1);
         Window::click("_removeAttachmentButton");
-        QCOMPARE(rows(), QStringList({"notes.txt " + notes}));
+        QCOMPARE(rows(), QStringList({"n.txt " + notes}));
 
         // Dropped from a file manager: files are added, folders turned away.
         QMimeData dropped;
@@ -91,50 +84,51 @@ class SupportViewTest : public QObject {
         QDropEvent drop(at, Qt::CopyAction, &dropped, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(table()->viewport(), &enter);
         QApplication::sendEvent(table()->viewport(), &drop);
-        QCOMPARE(rows(), QStringList({"notes.txt " + notes, "crash.log " + log}));
+        QCOMPARE(rows(), QStringList({"n.txt " + notes, "crash.log " + log}));
 
         // Opened again while on screen: nothing changes. Closed and opened: a fresh comment and
         // list, the same name, company and e-mail.
-        find<QLineEdit>("_companyField")->setText("Studio X");
-        find<QTextEdit>("_textView")->setPlainText("it crashed");
+        field("_companyField")->setText("Studio X");
+        comment()->setPlainText("it crashed");
         Window::click("_createPackageButton");
         QCOMPARE(rows().size(), 2);
-        QCOMPARE(find<QTextEdit>("_textView")->toPlainText(), QString("it crashed"));
+        QCOMPARE(comment()->toPlainText(), QString("it crashed"));
         Window::click("_cancelButton");
         Window::click("_createPackageButton");
         QCOMPARE(rows(), QStringList());
-        QCOMPARE(find<QTextEdit>("_textView")->toPlainText(), QString());
-        QCOMPARE(find<QLineEdit>("_companyField")->text(), QString("Studio X"));
-        QCOMPARE(find<QLineEdit>("_nameField")->text(), _w->prefs->userName());
+        QCOMPARE(comment()->toPlainText(), QString());
+        QCOMPARE(field("_companyField")->text(), QString("Studio X"));
+        QCOMPARE(field("_nameField")->text(), _w->prefs->userName());
 
         Window::click("_privacyButton");
-        QCOMPARE(_w->dialogs.alerts().value(0).all(),
+        QCOMPARE(_w->dialogs.alerts.value(0).all(),
                  QStringList({"Privacy information", CorvixSupportPrefsController::kPrivacyMessage,
                               "Ok", ""}));
     }
 
     void aPackageFromTheButtonToTheAlert() {
         // A cancelled save panel, opening on the Desktop with the proposed name, starts nothing.
-        QFile::remove(_archive);
         Window::click("_createButton");
-        const auto save = std::get<SavePanelOptions>(_w->dialogs.calls.value(0));
-        QVERIFY(save.canCreateDirectories);
+        const SavePanelOptions save = _w->dialogs.savePanels.value(0);
         QCOMPARE(save.directory + "/" + save.fileName,
                  _w->sandbox.home() + "/Desktop/CorvixSupport.zip");
+        QVERIFY(save.canCreateDirectories);
         QCOMPARE(stagingFolders(), 0);
 
         Window::click("_createPackageButton");
-        find<QLineEdit>("_nameField")->setText("Ann Lee");
-        find<QLineEdit>("_companyField")->setText("Studio X");
-        find<QLineEdit>("_emailField")->setText("ann@studio-x.de");
-        find<QTextEdit>("_textView")->setPlainText("one\ntwo");
+        field("_nameField")->setText("Ann Lee");
+        field("_companyField")->setText("Studio X");
+        field("_emailField")->setText("ann@studio-x.de");
+        comment()->setPlainText("one\ntwo");
         _w->dialogs.openAnswers << QStringList{_w->sandbox.file("files/crash.log", "crash")};
         Window::click("_addAttachmentButton");
         makePackage();
 
-        QCOMPARE(_w->dialogs.titles(), QStringList{AppController::kCreatedTitle});
-        QCOMPARE(_w->dialogs.alerts()[0].message,
-                 QString::fromStdString(PackageJob::successMessage(_archive.toStdString())));
+        QCOMPARE(
+            _w->dialogs.alerts.value(0).all(),
+            QStringList({AppController::kCreatedTitle,
+                         QString::fromStdString(PackageJob::successMessage(_archive.toStdString())),
+                         "Ok", ""}));
         const QByteArray manifest = unzip("package.xml");
         for (const char* expected :
              {"<user>Ann Lee</user>", "<company>Studio X</company>", "<email>ann@studio-x.de<",
@@ -146,18 +140,18 @@ class SupportViewTest : public QObject {
 
         // Handed to the mail program: a stand-in that records its arguments.
         const QString mailer =
-            _w->sandbox.file("bin/xdg-email", "#!/bin/sh\necho \"$@\" > \"$0.args\"\n");
-        QFile::setPermissions(mailer, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            _w->sandbox.file("bin/xdg-email", "#!/bin/sh\necho \"$@\" >\"$0.a\"\n");
+        QFile::setPermissions(mailer, QFile::ReadOwner | QFile::ExeOwner);
         const QByteArray path = qgetenv("PATH");
         qputenv("PATH", QFile::encodeName(_w->sandbox.path("bin")) + ":" + path);
         _w->app->sendPackage();
         qputenv("PATH", path);
-        QTRY_COMPARE(GuiTest::readFile(mailer + ".args"),
+        QTRY_COMPARE(GuiTest::readFile(mailer + ".a"),
                      "--attach " + _archive.toUtf8() + " " CORVIX_SUPPORT_EMAIL "\n");
     }
 
-    // Refused before the job starts, failed in the job, and a full disk: the error alert names
-    // the cause, the old archive stays, the staging folder is gone (kept on a full disk).
+    // Refused before the job starts, failed in it, and a full disk: the error alert names the
+    // cause, the old archive stays, the staging folder is gone (kept on a full disk).
     void failuresEndInTheErrorAlert_data() {
         QTest::addColumn<QString>("cause");
         QTest::addColumn<QString>("message");
@@ -174,11 +168,9 @@ class SupportViewTest : public QObject {
         QFETCH(QString, message);
         QFETCH(int, staging);
         if (cause == "full") {
-            static const bool ownNamespace =
-                geteuid() == 0 && unshare(CLONE_NEWNS) == 0 &&
-                mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-            _mounted = ownNamespace && mount("tmpfs", QFile::encodeName(_w->sandbox.path("out")),
-                                             "tmpfs", 0, "size=1m") == 0;
+            _mounted = GuiTest::ownMountNamespace() &&
+                       mount("tmpfs", QFile::encodeName(_w->sandbox.path("out")), "tmpfs", 0,
+                             "size=1m") == 0;
             if (!_mounted) {
                 QSKIP("mounting a tmpfs needs root and a mount namespace of this thread's own");
             }
@@ -203,8 +195,8 @@ class SupportViewTest : public QObject {
         makePackage();
 
         QCOMPARE(_w->dialogs.titles(), QStringList{PackageJob::kErrorTitle});
-        QVERIFY2(_w->dialogs.alerts()[0].message.contains(message),
-                 qPrintable(_w->dialogs.alerts()[0].message));
+        QVERIFY2(_w->dialogs.alerts[0].message.contains(message),
+                 qPrintable(_w->dialogs.alerts[0].message));
         QCOMPARE(GuiTest::readFile(_archive), QByteArray("old"));
         QCOMPARE(stagingFolders(), staging);
         expectTheWindowFree();
@@ -224,7 +216,7 @@ class SupportViewTest : public QObject {
         QTimer ticks;
         connect(&ticks, &QTimer::timeout, [&] {
             longestGap = std::max(longestGap, sinceTick.restart());
-            const QString text = find<QLabel>("_infoLabel")->text();
+            const QString text = Window::find<QLabel>("_infoLabel")->text();
             if (shown.value(shown.size() - 1) != text) {
                 shown << text;
             }
@@ -244,7 +236,7 @@ class SupportViewTest : public QObject {
         QVERIFY(shown.contains("Collecting attachments (21 of 21)…"));
         QVERIFY(shown.contains("Saving case.zip…"));
         QVERIFY(clock.elapsed() - cancelledAt < 5000);
-        QCOMPARE(_w->dialogs.alerts().size(), 0);
+        QCOMPARE(_w->dialogs.alerts.size(), 0);
         QCOMPARE(QDir(_w->sandbox.path("out")).entryList(QDir::Files | QDir::Hidden),
                  QStringList{"case.zip"});
         QCOMPARE(GuiTest::readFile(_archive), QByteArray("old"));
@@ -253,12 +245,10 @@ class SupportViewTest : public QObject {
     }
 
   private:
-    template <class T>
-    static T* find(const char* name) {
-        return Window::find<T>(name);
-    }
-    QTableView* table() const { return find<QTableView>("_attachments"); }
-    QStringList rows() const {
+    static QLineEdit* field(const char* name) { return Window::find<QLineEdit>(name); }
+    static QTextEdit* comment() { return Window::find<QTextEdit>("_textView"); }
+    static QTableView* table() { return Window::find<QTableView>("_attachments"); }
+    static QStringList rows() {
         QStringList texts;
         for (int row = 0; row < table()->model()->rowCount(); ++row) {
             texts << table()->model()->index(row, 0).data().toString() + " " +
@@ -268,7 +258,7 @@ class SupportViewTest : public QObject {
     }
     // Confirms the panel and answers the save panel with the archive; returns after the job.
     void makePackage() {
-        _w->dialogs.calls.clear();
+        _w->dialogs.alerts.clear();
         _w->dialogs.saveAnswers << _archive;
         Window::click("_createButton");
     }
@@ -291,6 +281,6 @@ class SupportViewTest : public QObject {
     bool _mounted = false;
 };
 
-GUI_TEST_SUITE(SupportViewTest);
+QTEST_MAIN(SupportViewTest)
 
 #include "SupportViewTest.moc"

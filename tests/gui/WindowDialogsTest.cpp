@@ -88,6 +88,6 @@ class WindowDialogsTest : public QObject {
     }
 };
 
-GUI_TEST_SUITE(WindowDialogsTest);
+QTEST_MAIN(WindowDialogsTest)
 
 #include "WindowDialogsTest.moc"

@@ -9,6 +9,7 @@
 #include "DarkTheme.h"
 #include "GuiTest.h"
 #include "ImageAndTextCell.h"
+#include "QuartzUtils.h"
 
 using GuiTest::Window;
 
@@ -129,6 +130,6 @@ class WindowShellTest : public QObject {
     std::unique_ptr<Window> _w;
 };
 
-GUI_TEST_SUITE(WindowShellTest);
+QTEST_MAIN(WindowShellTest)
 
 #include "WindowShellTest.moc"
