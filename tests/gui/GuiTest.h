@@ -12,7 +12,6 @@
 #include <QApplication>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -21,6 +20,7 @@
 #include <memory>
 #include <optional>
 
+#include "../common/FixtureFiles.h"
 #include "AppController.h"
 #include "CorvixSupportPrefsController.h"
 #include "NSDarkToolBar.h"
@@ -29,13 +29,6 @@
 
 namespace GuiTest {
 
-// Writes contents to path, making its folders; returns path, or a null string on failure.
-inline QString writeFile(const QString& path, const QByteArray& contents) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    const bool written = file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size();
-    return written ? path : QString();
-}
 inline QByteArray readFile(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
@@ -47,49 +40,6 @@ inline bool ownMountNamespace() {
                             mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
     return own;
 }
-
-// <tmp>/root is CORVIX_ROOT, <tmp>/home HOME (its .config XDG_CONFIG_HOME), <tmp>/tmp TMPDIR;
-// the environment is restored and the folder removed on destruction.
-class Sandbox {
-  public:
-    Sandbox() {
-        vesk_setMachineRoot("");
-        for (const char* folder : {"root", "home/.config", "tmp"}) {
-            QDir(_dir.path()).mkpath(folder);
-        }
-        set("CORVIX_ROOT", root());
-        set("HOME", home());
-        set("XDG_CONFIG_HOME", home() + "/.config");
-        set("TMPDIR", path("tmp"));
-    }
-    ~Sandbox() {
-        for (const auto& [name, value] : _saved) {
-            value ? qputenv(name, *value) : qunsetenv(name);
-        }
-    }
-    QString path(const QString& relative = QString()) const { return _dir.filePath(relative); }
-    QString root() const { return path("root"); }
-    QString home() const { return path("home"); }
-    // Where the products keep their files, and the user configuration folder.
-    QString product(const QString& generation, const QString& item = QString()) const {
-        return root() + "/Library/Application Support/Orvanta Software/" + generation + "/" + item;
-    }
-    QString config(const QString& name = QString()) const {
-        return home() + "/.config/Orvanta/Corvix/" + name;
-    }
-    QString file(const QString& relative, const QByteArray& contents = "x") const {
-        return writeFile(path(relative), contents);
-    }
-
-  private:
-    void set(const char* name, const QString& value) {
-        _saved.emplace(
-            name, qEnvironmentVariableIsSet(name) ? qgetenv(name) : std::optional<QByteArray>());
-        qputenv(name, QFile::encodeName(value));
-    }
-    QTemporaryDir _dir;
-    std::map<const char*, std::optional<QByteArray>> _saved;
-};
 
 struct RecordedAlert {
     QString title, message, defaultButton, otherButton;
@@ -131,24 +81,41 @@ class RecordingDialogs : public WindowDialogs {
     }
 };
 
-// The window as the application starts it (AppController), then switched to the view named
-// view when one is named (still animating to its size); prepare, when given, makes the machine's
-// files before the window reads them.
+// The window as the application starts it (AppController), switched to the view named view
+// when one is named (still animating to its size), in a sandbox: <tmp>/root is CORVIX_ROOT,
+// <tmp>/home HOME (its .config XDG_CONFIG_HOME), <tmp>/tmp TMPDIR. prepare, when given, makes
+// the machine's files before the window reads them. The environment is restored on destruction.
 class Window {
   public:
-    Sandbox sandbox;
     RecordingDialogs dialogs;
     std::unique_ptr<AppController> app;
     CorvixSupportPrefsController* prefs = nullptr;
 
     explicit Window(const QString& view = QString(),
-                    const std::function<void(const Sandbox&)>& prepare = {}) {
+                    const std::function<void(const Window&)>& prepare = {}) {
+        vesk_setMachineRoot("");
+        const std::pair<const char*, QString> environment[] = {
+            {"CORVIX_ROOT", root()},
+            {"HOME", home()},
+            {"XDG_CONFIG_HOME", home() + "/.config"},
+            {"TMPDIR", path("tmp")}};
+        for (const auto& [name, value] : environment) {
+            QDir().mkpath(value);
+            _saved.emplace(name, qEnvironmentVariableIsSet(name) ? qgetenv(name)
+                                                                 : std::optional<QByteArray>());
+            qputenv(name, QFile::encodeName(value));
+        }
         if (prepare) {
-            prepare(sandbox);
+            prepare(*this);
         }
         open(view);
     }
-    ~Window() { close(); }
+    ~Window() {
+        close();
+        for (const auto& [name, value] : _saved) {
+            value ? qputenv(name, *value) : qunsetenv(name);
+        }
+    }
     void open(const QString& view) {
         app = std::make_unique<AppController>();
         app->awakeFromNib();
@@ -169,6 +136,26 @@ class Window {
     }
     QWidget* view(const QString& label) const { return prefs->viewForIdentifier(label); }
 
+    QString path(const QString& relative = QString()) const { return _dir.filePath(relative); }
+    QString root() const { return path("root"); }
+    QString home() const { return path("home"); }
+    // Where the products keep their files, and the user configuration folder.
+    QString product(const QString& generation, const QString& item = QString()) const {
+        return root() + "/Library/Application Support/Orvanta Software/" + generation + "/" + item;
+    }
+    QString config(const QString& name = QString()) const {
+        return home() + "/.config/Orvanta/Corvix/" + name;
+    }
+    // Writes contents to the file at (absolute, or in the sandbox), making its folders, and
+    // returns its path; the test fails when it cannot be written.
+    QString file(const QString& at, const QByteArray& contents = "x") const {
+        const QString file = QDir(_dir.path()).filePath(at);
+        QTest::qVerify(
+            fixture_files::writeFile(QFile::encodeName(file).toStdString(), contents.toStdString()),
+            "written", qPrintable(file), __FILE__, __LINE__);
+        return file;
+    }
+
     // The widget of that name in in, else in any top-level widget (the views out of the window
     // and the panels have no parent).
     template <class T = QWidget>
@@ -186,6 +173,10 @@ class Window {
         QVERIFY2(button != nullptr, name);
         QTest::mouseClick(button, Qt::LeftButton, {}, QPoint(4, button->height() / 2));
     }
+
+  private:
+    QTemporaryDir _dir;
+    std::map<const char*, std::optional<QByteArray>> _saved;
 };
 
 }  // namespace GuiTest

@@ -40,7 +40,7 @@ class RenderViewControllerTest : public QObject {
                                                      {"\"" + _prism.toStdString() + "\" %f"}));
     }
     void cleanup() {
-        setReadOnly(false);
+        makeWritable();
         _w.reset();
     }
 
@@ -80,7 +80,7 @@ class RenderViewControllerTest : public QObject {
 
     void pinsAreWrittenRemovedAndReadBack() {
         open();
-        const QString odd = _w->sandbox.path("pins/a&b  c/prism");
+        const QString odd = _w->path("pins/a&b  c/prism");
         QVERIFY(renderer_files::makeExecutable(odd.toStdString()));
         choose("Cinema", "Specify");
         apply();
@@ -107,7 +107,7 @@ class RenderViewControllerTest : public QObject {
         select("Vertex");
         // Still being typed when "Apply" is pressed.
         QTest::keyClicks(pathEditor("Vertex"), "/opt/vertex");
-        if (!setReadOnly(true)) {
+        if (!makeReadOnly()) {
             QSKIP("cannot make a folder read-only here: root without a mount namespace of its own");
         }
         apply();
@@ -116,7 +116,7 @@ class RenderViewControllerTest : public QObject {
         QCOMPARE(state("Vertex"), QString("Specify Missing /opt/vertex"));
         QVERIFY(!QFile::exists(_folder + "/overrides.xml"));
 
-        setReadOnly(false);
+        makeWritable();
         apply();
         expectAlert(kDone, kRestart);
         QCOMPARE(overrides(),
@@ -153,25 +153,23 @@ class RenderViewControllerTest : public QObject {
     // The window on the 3D Renderers view, over an empty renderers folder or the three
     // renderers.
     void open(bool withRenderers = true) {
-        _w = std::make_unique<Window>("3D Renderers", [&](const GuiTest::Sandbox& sandbox) {
-            _folder = sandbox.product("CorvixPro2", "Renderers");
-            _cinema = sandbox.root() + "/Applications/Cinema.app/Contents/MacOS/Cinema";
+        _w = std::make_unique<Window>("3D Renderers", [&](const Window& w) {
+            _folder = w.product("CorvixPro2", "Renderers");
+            _cinema = w.root() + "/Applications/Cinema.app/Contents/MacOS/Cinema";
             QVERIFY(QDir().mkpath(_folder));
             if (!withRenderers) {
                 return;
             }
             QVERIFY(renderer_files::makeBundle(
-                (sandbox.root() + "/Applications/Cinema.app").toStdString(), "Cinema", "26"));
+                (w.root() + "/Applications/Cinema.app").toStdString(), "Cinema", "26"));
             const char* const files[][3] = {
-                {"cinema.xml", "Cinema", "<executable>($APPDIR)/Cinema.app/Contents/MacOS/Cinema"},
-                {"prism.xml", "Prism 3D", "<executable discover=\"cvxscene\">^prism$"},
-                {"vertex.xml", "Vertex", "<executable>/nowhere/vertex"}};
+                {"cinema", "Cinema", "<executable>($APPDIR)/Cinema.app/Contents/MacOS/Cinema"},
+                {"prism", "Prism 3D", "<executable discover=\"cvxscene\">^prism$"},
+                {"vertex", "Vertex", "<executable>/nowhere/vertex"}};
             for (const auto& [file, name, executable] : files) {
-                QVERIFY(!GuiTest::writeFile(
-                             _folder + "/" + file,
-                             QByteArray("<?xml version=\"1.0\" ?>\n<renderer name=\"") + name +
-                                 "\">\n" + executable + "</executable>\n</renderer>\n")
-                             .isNull());
+                w.file(_folder + "/" + file + ".xml",
+                       QByteArray("<?xml version=\"1.0\" ?>\n<renderer name=\"") + name + "\">\n" +
+                           executable + "</executable>\n</renderer>\n");
             }
         });
         _table = Window::find<QTableView>("_table", _w->view("3D Renderers"));
@@ -224,28 +222,27 @@ class RenderViewControllerTest : public QObject {
     }
     QByteArray overrides() const { return GuiTest::readFile(_folder + "/overrides.xml"); }
 
-    // Root ignores permission bits: the folder is bound read-only over itself in a mount
-    // namespace of this thread's own (the view runs on it). An unprivileged user gets the bits.
-    bool setReadOnly(bool readOnly) {
+    // Root ignores permission bits: the folder is bound read-only over itself in this thread's
+    // own mount namespace (the view runs on this thread). Others get the bits.
+    bool makeReadOnly() {
         const QByteArray folder = QFile::encodeName(_folder);
-        if (readOnly == _readOnly) {
-            return true;
-        }
         if (geteuid() != 0) {
-            _readOnly =
-                chmod(folder.constData(), readOnly ? 0555 : 0755) == 0 ? readOnly : _readOnly;
-        } else if (!readOnly) {
-            _readOnly = umount(folder.constData()) != 0;
-        } else {
-            _readOnly =
-                GuiTest::ownMountNamespace() &&
-                mount(folder.constData(), folder.constData(), nullptr, MS_BIND, nullptr) == 0;
-            if (_readOnly && mount(nullptr, folder.constData(), nullptr,
-                                   MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0) {
-                setReadOnly(false);
-            }
+            return _readOnly = chmod(folder.constData(), 0555) == 0;
         }
-        return _readOnly == readOnly;
+        _readOnly = GuiTest::ownMountNamespace() &&
+                    mount(folder.constData(), folder.constData(), nullptr, MS_BIND, nullptr) == 0;
+        if (_readOnly && mount(nullptr, folder.constData(), nullptr,
+                               MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0) {
+            makeWritable();
+        }
+        return _readOnly;
+    }
+    void makeWritable() {
+        const QByteArray folder = QFile::encodeName(_folder);
+        if (_readOnly) {
+            _readOnly = geteuid() != 0 ? chmod(folder.constData(), 0755) != 0
+                                       : umount(folder.constData()) != 0;
+        }
     }
 
     QTemporaryDir _registry;
