@@ -74,16 +74,31 @@ class DarkControlsTest : public QObject {
     Q_OBJECT
 
   private slots:
-    void toolbarPlacesButtonsInARowEightFromTheTop() {
+    // In a row 8 from the top: the first keeps its own x, each next one starts 9 after the
+    // fitted width before it. -1 and the count change neither the selection nor the drawing; a
+    // button not in the toolbar changes nothing; one added twice selects its first place.
+    void toolbarPlacesAndSelectsButtons() {
         auto bar = toolbar();
         const QList<QAbstractButton*>& buttons = bar->buttons();
-        // The first keeps its own x; each next one starts 9 after the fitted width before it.
         QCOMPARE(buttons[0]->geometry(), QRect(10, 8, 60, 50));
         QCOMPARE(buttons[1]->geometry(), QRect(79, 8, 75, 44));
         QCOMPARE(buttons[2]->geometry(), QRect(163, 8, 40, 50));
         QCOMPARE(buttons[0]->palette().color(QPalette::ButtonText), QColor(Qt::white));
         QCOMPARE(buttons[0]->font().pixelSize(), NSDarkToolBar::kTitlePixelSize);
         QCOMPARE(bar->selectedIdx(), 0);
+
+        bar->setSelectedIdx(1);
+        const QImage before = drawn(*bar);
+        FixedButton stranger;
+        bar->setSelectedIdx(-1);
+        bar->setSelectedIdx(3);
+        bar->setSelectedIdxByButton(&stranger);
+        QCOMPARE(bar->selectedIdx(), 1);
+        QCOMPARE(drawn(*bar), before);
+        bar->addButton(bar->buttons()[1]);
+        bar->setSelectedIdx(0);
+        bar->setSelectedIdxByButton(bar->buttons()[3]);
+        QCOMPARE(bar->selectedIdx(), 1);
     }
 
     // Every pixel: the background; the highlight's sides and fill from the selected button's
@@ -121,24 +136,6 @@ class DarkControlsTest : public QObject {
                 }
             }
         }
-    }
-
-    // -1 and the count change neither the selection nor the drawing; a button not in the
-    // toolbar changes nothing; one added twice selects its first place.
-    void toolbarSelection() {
-        auto bar = toolbar();
-        bar->setSelectedIdx(1);
-        const QImage before = drawn(*bar);
-        FixedButton stranger;
-        bar->setSelectedIdx(-1);
-        bar->setSelectedIdx(3);
-        bar->setSelectedIdxByButton(&stranger);
-        QCOMPARE(bar->selectedIdx(), 1);
-        QCOMPARE(drawn(*bar), before);
-        bar->addButton(bar->buttons()[1]);
-        bar->setSelectedIdx(0);
-        bar->setSelectedIdxByButton(bar->buttons()[3]);
-        QCOMPARE(bar->selectedIdx(), 1);
     }
 
     // A text field or label turns grey 0.8 and a check box tagged 101 0.9, whether added in
@@ -230,7 +227,8 @@ class DarkControlsTest : public QObject {
     }
 
     // 3 wider than its text without an image, 16 + 3 with the model's or its own; the image
-    // 3 from the left with half the spare height, rounded up, above it, the text after it.
+    // 3 from the left with half the spare height, rounded up, above it (none when taller than
+    // the cell), the text after it.
     void imageAndTextCell() {
         QStandardItemModel model(2, 1);
         QPixmap red(16, 16);
@@ -256,13 +254,19 @@ class DarkControlsTest : public QObject {
                 QCOMPARE(image.pixel(x, y) == qRgb(255, 0, 0), QRect(3, 2, 16, 16).contains(x, y));
             }
         }
-        const QRect odd(10, 20, 100, 17);
-        QCOMPARE(ImageAndTextCell::imageFrameForCellFrame(odd, {16, 16}), QRect(13, 21, 16, 16));
-        QCOMPARE(ImageAndTextCell::textFrameForCellFrame(odd, {16, 16}), QRect(29, 20, 81, 17));
-        QCOMPARE(ImageAndTextCell::imageFrameForCellFrame(QRect(0, 0, 50, 15), {16, 16}),
-                 QRect(3, 0, 16, 16));
-        QCOMPARE(ImageAndTextCell::textFrameForCellFrame(QRect(0, 0, 50, 20), {}),
-                 QRect(3, 0, 47, 20));
+        const struct {
+            QRect cell;
+            QSize image;
+            QRect imageFrame, textFrame;
+        } frames[] = {{{10, 20, 100, 17}, {16, 16}, {13, 21, 16, 16}, {29, 20, 81, 17}},
+                      {{0, 0, 50, 15}, {16, 16}, {3, 0, 16, 16}, {19, 0, 31, 15}},  // taller
+                      {{0, 0, 50, 20}, {}, {}, {3, 0, 47, 20}}};
+        for (const auto& frame : frames) {
+            QCOMPARE(ImageAndTextCell::imageFrameForCellFrame(frame.cell, frame.image),
+                     frame.imageFrame);
+            QCOMPARE(ImageAndTextCell::textFrameForCellFrame(frame.cell, frame.image),
+                     frame.textFrame);
+        }
     }
 
   private:

@@ -3,7 +3,9 @@
 #include <QDialog>
 #include <QGuiApplication>
 #include <QLabel>
+#include <QLineEdit>
 #include <QTableView>
+#include <QTextEdit>
 #include <QTimer>
 
 #include "DarkTheme.h"
@@ -25,6 +27,7 @@ class WindowShellTest : public QObject {
 
     void startsOnInformationAtTheLeftEdge() {
         QCOMPARE(TabbedPrefsWindowController::sharedPrefsWindowController(), _w->prefs);
+        QCOMPARE(CorvixSupportPrefsController::sharedPrefsWindowController(), _w->prefs);
         QStringList titles;
         for (QAbstractButton* button : _w->prefs->darkToolbar()->buttons()) {
             titles << button->text();
@@ -39,26 +42,36 @@ class WindowShellTest : public QObject {
         const QColor background = QuartzUtils::deviceWhite(DarkTheme::kBackground);
         QCOMPARE(window()->palette().color(QPalette::Window), background);
 
-        // What Information says, and the package panel's dark look.
+        // What Information says; the package panel dark, empty, plain text only, with the user's
+        // name filled in and the image cell in the first column only.
         QVERIFY(find<QLabel>("_versionLabel")->text().contains(CORVIX_VERSION));
         QVERIFY(
             find<QLabel>("_supportAddressLabel")->text().contains("mailto:" CORVIX_SUPPORT_EMAIL));
         QCOMPARE(find<QLabel>("_privacyLabel")->text(),
                  QString(CorvixSupportPrefsController::kPrivacyMessage));
         QCOMPARE(find<QDialog>("_packageWindow")->palette().color(QPalette::Window), background);
-        QCOMPARE(find<QLabel>("_nameLabel")->palette().color(QPalette::WindowText),
-                 QuartzUtils::deviceWhite(DarkTheme::kLabel));
-        QVERIFY(qobject_cast<ImageAndTextCell*>(
-            find<QTableView>("_attachments")->itemDelegateForColumn(0)));
+        const QColor label = QuartzUtils::deviceWhite(DarkTheme::kLabel);
+        for (const char* name : {"_nameLabel", "_emailLabel", "_attachmentsLabel"}) {
+            QCOMPARE(find<QLabel>(name)->palette().color(QPalette::WindowText), label);
+        }
+        QCOMPARE(find<QLineEdit>("_nameField")->palette().color(QPalette::Text), label);
+        QVERIFY(!find<QTextEdit>("_textView")->acceptRichText());
+        auto* attachments = find<QTableView>("_attachments");
+        QVERIFY(qobject_cast<ImageAndTextCell*>(attachments->itemDelegateForColumn(0)));
+        QVERIFY(!qobject_cast<ImageAndTextCell*>(attachments->itemDelegateForColumn(1)));
+        QVERIFY(_w->prefs->fileAttachments().isEmpty() && !_w->prefs->userName().isEmpty());
+        QCOMPARE(find<QLineEdit>("_nameField")->text(), _w->prefs->userName());
     }
 
     // Every view in turn, ending with the one shown at the start: the window takes the view's
     // width and its height + 65, its bottom-left corner still in every frame of the animation.
+    // Chosen again, the shown view is put back and shown, whatever the holder had, in the same
+    // frame.
     void choosingAViewResizesTheWindowAtItsTopEdge() {
         for (const char* label : {"3D Renderers", "Maintenance", "Support", "Information"}) {
             const QPoint bottomLeft = window()->geometry().bottomLeft();
             QList<QRect> frames;
-            QTest::mouseClick(button(label), Qt::LeftButton);
+            _w->show(label, false);
             while (_w->prefs->isAnimating()) {
                 frames << window()->geometry();
                 QTest::qWait(5);
@@ -74,10 +87,6 @@ class WindowShellTest : public QObject {
             QCOMPARE(_w->prefs->darkToolbar()->selectedIdx(),
                      _w->prefs->toolbarIdentifiers().indexOf(label));
         }
-    }
-
-    // Whatever the holder had goes, and the view is put back and shown, in the same frame.
-    void choosingTheShownViewAddsItAgain() {
         const QRect before = window()->geometry();
         const std::unique_ptr<QWidget> stray(new QWidget(_w->prefs->contentSubview()));
         _w->view("Information")->hide();
@@ -88,16 +97,13 @@ class WindowShellTest : public QObject {
     }
 
     void menuActionsSwitchTheViewButNotTheHighlight() {
-        const struct {
-            const char* action;
-            const char* view;
-        } steps[] = {
+        const char* const steps[][2] = {
             {"doSupport", "Support"}, {"doMaintenance", "Maintenance"}, {"doInfo", "Information"}};
         _w->show("3D Renderers");
-        for (const auto& step : steps) {
-            window()->findChild<QAction*>(step.action)->trigger();
+        for (const auto& [action, view] : steps) {
+            window()->findChild<QAction*>(action)->trigger();
             QTRY_VERIFY(!_w->prefs->isAnimating());
-            QCOMPARE(shownView(), _w->view(step.view));
+            QCOMPARE(shownView(), _w->view(view));
             QCOMPARE(_w->prefs->darkToolbar()->selectedIdx(), 1);
         }
     }
@@ -114,9 +120,6 @@ class WindowShellTest : public QObject {
 
   private:
     QWidget* window() const { return _w->prefs->window(); }
-    QAbstractButton* button(const char* label) const {
-        return _w->prefs->darkToolbar()->findChild<QAbstractButton*>(label);
-    }
     template <class T>
     static T* find(const char* name) {
         return Window::find<T>(name);
