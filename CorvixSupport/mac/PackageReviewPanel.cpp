@@ -99,6 +99,7 @@ void PackageReviewPanel::setPlan(const std::vector<PackagePlanRow>& plan,
             rowItem->setText(1, sizeText(total));
         }
     }
+    _tree->expandAll();
 }
 
 QStringList PackageReviewPanel::excludedRows() const {
