@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <sstream>
+#include <vector>
 
 #include "SupportPackage.h"
 #include "TestEnvironment.h"
@@ -169,6 +170,45 @@ TEST_F(PackagePrivacyTest, WithoutOptionsNothingChangesAndExcludedRowsAreLeftOut
         EXPECT_EQ(zipMember(fewer, "package.xml").find(gone), std::string::npos) << gone;
     }
     EXPECT_EQ(zipEntries(fewer), expected);
+
+    // package.xml as the tool has always written it for these files, the time stamp aside.
+    std::string manifest = zipMember(plain, "package.xml");
+    const size_t stamp = manifest.find("<timestamp>") + 11;
+    manifest.replace(stamp, manifest.find('<', stamp) - stamp, "T");
+    auto section = [](const char* comment, const char* element,
+                      const std::vector<std::string>& paths) {
+        std::string text = std::string("\t<!-- ") + comment + " -->\n\t<" + element + ">\n";
+        for (const std::string& path : paths) {
+            size_t first = path.find('/'), last = path.rfind('/');
+            text += first == last ? "\t\t<infofile>\n"
+                                  : "\t\t<infofile feature=\"" +
+                                        path.substr(first + 1, last - first - 1) + "\">\n";
+            text += "\t\t\t<name>" + path.substr(last + 1) + "</name>\n\t\t\t<path>" + path +
+                    "</path>\n\t\t</infofile>\n";
+        }
+        return text + "\t</" + element + ">\n";
+    };
+    std::vector<std::string> system;
+    for (const char* name :
+         {"system.xml", "console.log", "systemConsole.log", "processList.txt", "hardwareInfo.txt",
+          "shm.txt", "hostname.txt", "ifconfig.txt", "userInfo.txt"}) {
+        if (zipEntries(plain).count("system/" + std::string(name))) {
+            system.push_back("system/" + std::string(name));
+        }
+    }
+    EXPECT_EQ(
+        manifest,
+        "<?xml version=\"1.0\" ?>\n<?xml-stylesheet type=\"text/xsl\" href=\"package.xsl\"?>\n"
+        "<SupportInfo version=\"1.0\">\n\t<!-- Information for Orvanta Support System -->\n"
+        "\t<application>Corvix</application>\n\t<appversion>-</appversion>\n"
+        "\t<build>0</build>\n\t<user>Ann Lee</user>\n\t<company>(null)</company>\n"
+        "\t<email>ann@example.com</email>\n\t<license>(null)</license>\n"
+        "\t<timestamp>T</timestamp>\n\t<comment></comment>\n" +
+            section("System information files", "system_info", system) +
+            section("Application related", "app_info",
+                    {"application/AE_65/After Effects 6.5 Prefs", "application/V2/FrameCache.cpr",
+                     "application/V2/Config.txt", "application/CorvixPro2.log"}) +
+            section("User related", "user_info", {"user/notes.txt"}) + "</SupportInfo>\n");
 
     // Collected files keep their bytes, real values and all.
     EXPECT_EQ(zipMember(plain, "application/CorvixPro2.log"), fill(kLog, _real));
