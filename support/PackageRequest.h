@@ -20,6 +20,9 @@ struct PackageRequest {
     std::vector<std::string> _fileAttachments;
     // Longest run of one captured command, in seconds; 0 or less: no limit.
     int _commandTimeout = 120;
+    // Under a machine root the system commands still describe the machine the tool runs on, not
+    // the copied disk: their rows are skipped unless this is set. Without a root they always run.
+    bool _liveCommands = false;
 
     // The longest e-mail address the support form's buffer holds.
     static const size_t kEmailMaxLength = 1024;

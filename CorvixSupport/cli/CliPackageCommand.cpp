@@ -1,8 +1,10 @@
 // corvix-support package: the support package job, headless. The verb parses, hands the request
 // to PackageJob and prints its result; SIGINT and SIGTERM during the job raise the job's cancel
 // flag, and the verb then exits 128 + the signal's number.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
@@ -14,9 +16,11 @@
 
 #include "CliCommands.h"
 #include "CliContext.h"
+#include "CliHelp.h"
 #include "PackageJob.h"
 #include "SupportPackage.h"
 #include "VeskFile.h"
+#include "VeskPath.h"
 #include "VeskPlatform.h"
 
 namespace {
@@ -34,6 +38,9 @@ struct PackageOptions {
     std::vector<std::string> _attachments;
     int _commandTimeout = SupportPackage::kDefaultCommandTimeout;
     bool _dryRun = false;
+    bool _force = false;
+    bool _quiet = false;
+    bool _liveCommands = false;
 
     CLI::Option* _outputOption = nullptr;
     CLI::Option* _nameOption = nullptr;
@@ -100,6 +107,32 @@ class InterruptHandlers {
     struct sigaction _previous[2];
 };
 
+// Whether the regular file at path begins as a ZIP archive does (a local header, or the end
+// record of an empty archive). Anything else there is someone's data.
+bool isZipArchive(const std::string& path) {
+    int fd = vesk_openRegular(path.c_str(), O_RDONLY);
+    if (fd < 0) {
+        return false;
+    }
+    char magic[4] = {0};
+    bool zip = read(fd, magic, sizeof magic) == static_cast<ssize_t>(sizeof magic) &&
+               (memcmp(magic, "PK\3\4", 4) == 0 || memcmp(magic, "PK\5\6", 4) == 0);
+    close(fd);
+    return zip;
+}
+
+// An archive replaces an older archive; any other file in its place is kept unless --force.
+bool mayReplace(const PackageOptions& options, const std::string& archive, CliContext& context) {
+    struct stat st;
+    if (options._force || stat(archive.c_str(), &st) != 0 || !S_ISREG(st.st_mode) ||
+        isZipArchive(archive)) {
+        return true;
+    }
+    context.err << "corvix-support package: \"" << vesk_printablePath(archive)
+                << "\" exists and is not a ZIP archive; pass --force to replace it.\n";
+    return false;
+}
+
 bool isDirectory(const std::string& path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
@@ -164,6 +197,7 @@ bool buildRequest(const PackageOptions& options, PackageRequest* request, CliCon
     }
     request->_fileAttachments = options._attachments;
     request->_commandTimeout = options._commandTimeout;
+    request->_liveCommands = options._liveCommands;
     return true;
 }
 
@@ -191,10 +225,13 @@ void printPlan(const PackageRequest& request, const std::string& archive, CliCon
     context.out << "archive: " << archive << " (not written: dry run)\n";
 }
 
-int printResult(const PackageJobResult& result, const PackageCancelFlag& cancel,
+int printResult(const PackageJobResult& result, const PackageCancelFlag& cancel, bool quiet,
                 CliContext& context) {
     switch (result._status) {
         case PackageJobStatus::Created:
+            if (quiet) {
+                return kCliSuccess;
+            }
             context.out << result._message << "\n\n"
                         << "archive: " << result._archivePath << "\n"
                         << "size: " << result._archiveSize << " bytes\n"
@@ -238,6 +275,9 @@ int runPackage(const PackageOptions& options, CliContext& context) {
         context.err << "corvix-support package: " << why << "\n";
         return kCliUsage;
     }
+    if (!mayReplace(options, archive, context)) {
+        return kCliUsage;
+    }
     request._fileName = archive;
     if (options._dryRun) {
         printPlan(request, archive, context);
@@ -249,9 +289,9 @@ int runPackage(const PackageOptions& options, CliContext& context) {
     PackageJobResult result;
     {
         InterruptHandlers handlers(&cancel);
-        result = PackageJob::run(request, &progress, &cancel);
+        result = PackageJob::run(request, options._quiet ? nullptr : &progress, &cancel);
     }
-    return printResult(result, cancel, context);
+    return printResult(result, cancel, options._quiet, context);
 }
 
 }  // namespace
@@ -287,8 +327,23 @@ void registerPackageCommand(CLI::App& app, CliContext& context) {
                      "End a system command still running after SECONDS (0: never)")
         ->capture_default_str()
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber);
+        ->check(cliWholeNumber(86400, "seconds"));
+    command->add_flag("--live-commands", options->_liveCommands,
+                      "With a machine root, still run the system commands (process list, network, "
+                      "host name, ...): they describe this machine, not the copied disk");
+    command->add_flag("--force", options->_force,
+                      "Replace the file at -o even when it is not a ZIP archive");
+    command->add_flag("-q,--quiet", options->_quiet, "Print nothing but errors");
     command->add_flag("--dry-run", options->_dryRun,
                       "List what would be collected, with sizes and command lines; write nothing");
+    command->footer(
+        cliExitCodes({{"0", "The archive was made and read back whole"},
+                      {"1", "The job failed: no archive was made, an existing one is as it was"},
+                      {"2",
+                       "Refused before anything was collected (a bad e-mail address, attachment, "
+                       "comment file or output path)"},
+                      {"130, 143",
+                       "Interrupted by SIGINT or SIGTERM: nothing was written and the staging "
+                       "folder was removed"}}));
     command->callback([options, &context] { context.exitCode = runPackage(*options, context); });
 }

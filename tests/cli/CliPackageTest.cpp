@@ -232,10 +232,10 @@ TEST_F(PackageCommandTest, AFullOrReadOnlyDiskKeepsTheOldArchive) {
         "cd \"$(dirname \"$0\")\" && head -c 2M /dev/urandom > noise.bin && mkdir mnt\n"
         "for c in full full-old readonly-old; do\n"
         "  mount -t tmpfs -o size=1m tmpfs mnt || exit 1\n"
-        "  case $c in *old) printf old > mnt/CorvixSupport.zip;; esac\n"
+        "  case $c in *old) printf 'PK\\003\\004old' > mnt/CorvixSupport.zip;; esac\n"
         "  case $c in readonly*) mount -o remount,ro mnt;; esac\n"
         "  $BINARY package -o \"$PWD/mnt/CorvixSupport.zip\" --attach noise.bin >out.$c 2>err.$c\n"
-        "  echo $c $? $(ls -A mnt) $(cat mnt/* 2>/dev/null) $(wc -c < out.$c); umount mnt\n"
+        "  echo $c $? $(ls -A mnt) $(tail -c3 mnt/* 2>/dev/null) $(wc -c < out.$c); umount mnt\n"
         "done\n");
     std::string summary;
     ASSERT_EQ(runCommand("BINARY=" CORVIX_SUPPORT_BINARY " unshare -m --propagation private sh " +
@@ -266,13 +266,13 @@ TEST_F(PackageCommandTest, InterruptsLeaveTheOldArchiveAndNothingBehind) {
         "set -m; cd \"$(dirname \"$0\")\" && head -c 1M /dev/urandom > block || exit 1\n"
         "for i in $(seq 0 10 690); do\n"
         "  dd if=block of=big.bin bs=1M seek=$i conv=notrunc status=none\n"
-        "done; truncate -s 700M big.bin; mkdir out; printf old > out/INT.zip\n"
-        "printf old > out/TERM.zip\n"
+        "done; truncate -s 700M big.bin; mkdir out; printf 'PK\\003\\004old' > out/INT.zip\n"
+        "printf 'PK\\003\\004old' > out/TERM.zip\n"
         "for s in INT TERM; do\n"
         "  $BINARY package -o \"$PWD/out/$s.zip\" --attach big.bin >/dev/null 2>err.$s &\n"
         "  pid=$!; for i in $(seq 1000); do grep -q 'saving ' err.$s && break; sleep 0.02; done\n"
         "  sleep 0.3; kill -$s $pid; start=$(date +%s%N); wait $pid; code=$?\n"
-        "  echo $s $code $(( $(date +%s%N) - start < 3000000000 )) $(cat out/$s.zip)\n"
+        "  echo $s $code $(( $(date +%s%N) - start < 3000000000 )) $(tail -c3 out/$s.zip)\n"
         "done; ls -A out\n");
     std::string summary;
     runCommand(
@@ -366,13 +366,21 @@ TEST_F(PackageRefusalTest, BadInputIsRefusedWithItsReasonAndNothingIsCreated) {
         {"-o", ""},
         {"--comment-file", tmp("gone.txt")},
         {"--comment", "a", "--comment-file", tmp("ok.txt")},
-        {"--command-timeout", "-1"},
+        {"--command-timeout", "0x10"},
+        {"-o", tmp("ok.txt")},  // not an archive: someone's file
     };
     for (const std::vector<std::string>& arguments : refused) {
         EXPECT_EQ(run(arguments), 2) << arguments[0] << " " << arguments[1];
     }
+    EXPECT_NE(_err.find("\"" + tmp("ok.txt") + "\" exists and is not a ZIP archive; pass --force"),
+              std::string::npos);
+    EXPECT_EQ(run({"--command-timeout", "1e3"}), 2);
+    EXPECT_NE(_err.find("--command-timeout: \"1e3\" is not a whole number of seconds"),
+              std::string::npos);
     EXPECT_NE(_err.find("Run 'corvix-support --help'"), std::string::npos);
     EXPECT_FALSE(exists(home() + "/Desktop"));
+    EXPECT_EQ(run({"--dry-run", "--force", "-o", tmp("ok.txt")}), 0);
+    EXPECT_EQ(readFile(tmp("ok.txt")), "x");
 }
 
 TEST_F(PackageRefusalTest, DryRunListsFilesAndCommandsAndWritesNothing) {
