@@ -5,7 +5,9 @@
 #define CORVIX_TESTS_CLI_CLITEST_H
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pty.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -56,8 +58,18 @@ inline int runOnTerminal(const std::vector<std::string>& arguments, const std::s
     }
     screen->clear();
     char buffer[4096];
-    // The end of the output shows as EIO once the child has closed the terminal.
-    for (ssize_t n; (n = read(terminal, buffer, sizeof buffer)) > 0;) {
+    // The end of the output shows as EIO once the child has closed the terminal. A child that
+    // shows nothing for a minute is stuck: it is ended, and the test fails with what it showed.
+    for (struct pollfd ready = {terminal, POLLIN, 0};;) {
+        if (poll(&ready, 1, 60000) <= 0) {
+            ADD_FAILURE() << "the terminal showed nothing for a minute after: " << *screen;
+            kill(child, SIGKILL);
+            break;
+        }
+        ssize_t n = read(terminal, buffer, sizeof buffer);
+        if (n <= 0) {
+            break;
+        }
         screen->append(buffer, static_cast<size_t>(n));
     }
     close(terminal);
