@@ -17,6 +17,7 @@
 #include "CliCommands.h"
 #include "CliContext.h"
 #include "CliHelp.h"
+#include "CliProgressPrinter.h"
 #include "PackageJob.h"
 #include "SupportPackage.h"
 #include "VeskFile.h"
@@ -41,31 +42,14 @@ struct PackageOptions {
     bool _force = false;
     bool _quiet = false;
     bool _liveCommands = false;
+    bool _keepStaging = false;
+    int _logSize = 0;
+    std::string _since;
 
     CLI::Option* _outputOption = nullptr;
     CLI::Option* _nameOption = nullptr;
     CLI::Option* _companyOption = nullptr;
     CLI::Option* _commentOption = nullptr;
-};
-
-// Progress lines on standard error, so that standard output carries only the result.
-class ProgressPrinter : public PackageJobObserver {
-  public:
-    explicit ProgressPrinter(std::ostream& err) : _err(err) {}
-    void packageStep(int index, int total, const std::string& label) override {
-        char prefix[32];
-        snprintf(prefix, sizeof prefix, "[%2d/%d] ", index, total);
-        _err << prefix << label << std::endl;
-    }
-    void packageSaving(const std::string& archivePath) override {
-        _err << "saving " << archivePath << std::endl;
-    }
-    void packageAlert(const std::string& title, const std::string& message) override {
-        _err << title << " " << message << std::endl;
-    }
-
-  private:
-    std::ostream& _err;
 };
 
 std::atomic<PackageCancelFlag*> gInterruptFlag{nullptr};
@@ -198,6 +182,9 @@ bool buildRequest(const PackageOptions& options, PackageRequest* request, CliCon
     request->_fileAttachments = options._attachments;
     request->_commandTimeout = options._commandTimeout;
     request->_liveCommands = options._liveCommands;
+    request->_keepStaging = options._keepStaging;
+    request->_logSizeLimit = static_cast<uint64_t>(options._logSize) << 20;
+    request->_since = options._since;
     return true;
 }
 
@@ -211,10 +198,12 @@ void printPlan(const PackageRequest& request, const std::string& archive, CliCon
             context.out << "        (nothing)\n";
         }
         for (const PackagePlanItem& item : row._items) {
-            if (row._row->_operation == PackageOperation::Capture) {
+            const char* mark = row._row->_operation == PackageOperation::Capture ? "$ " : "";
+            if (!item._skipped.empty()) {
+                context.out << "        " << mark << item._what << "  skipped: " << item._skipped
+                            << "\n";
+            } else if (*mark) {
                 context.out << "        $ " << item._what << "\n";
-            } else if (!item._skipped.empty()) {
-                context.out << "        " << item._what << "  skipped: " << item._skipped << "\n";
             } else if (item._size < 0) {
                 context.out << "        " << item._what << "\n";
             } else {
@@ -226,17 +215,23 @@ void printPlan(const PackageRequest& request, const std::string& archive, CliCon
 }
 
 int printResult(const PackageJobResult& result, const PackageCancelFlag& cancel, bool quiet,
-                CliContext& context) {
+                bool keepStaging, CliContext& context) {
     switch (result._status) {
         case PackageJobStatus::Created:
+            if (!result._stagingRemoved && !keepStaging) {
+                context.err << "corvix-support package: the staging folder "
+                            << result._stagingFolder << " could not be removed\n";
+            }
             if (quiet) {
                 return kCliSuccess;
             }
             context.out << result._message << "\n\n"
                         << "archive: " << result._archivePath << "\n"
                         << "size: " << result._archiveSize << " bytes\n"
-                        << "sha256: " << result._sha256 << "\n"
-                        << "staging folder: " << result._stagingFolder << "\n";
+                        << "sha256: " << result._sha256 << "\n";
+            if (keepStaging) {
+                context.out << "staging folder: " << result._stagingFolder << "\n";
+            }
             return kCliSuccess;
         case PackageJobStatus::Cancelled:
             context.err << "corvix-support package: interrupted; no archive was written"
@@ -284,14 +279,14 @@ int runPackage(const PackageOptions& options, CliContext& context) {
         return kCliSuccess;
     }
 
-    ProgressPrinter progress(context.err);
+    CliProgressPrinter progress(context.err, context.terminal.errorIsTerminal);
     PackageCancelFlag cancel;
     PackageJobResult result;
     {
         InterruptHandlers handlers(&cancel);
         result = PackageJob::run(request, options._quiet ? nullptr : &progress, &cancel);
     }
-    return printResult(result, cancel, options._quiet, context);
+    return printResult(result, cancel, options._quiet, options._keepStaging, context);
 }
 
 }  // namespace
@@ -331,6 +326,20 @@ void registerPackageCommand(CLI::App& app, CliContext& context) {
     command->add_flag("--live-commands", options->_liveCommands,
                       "With a machine root, still run the system commands (process list, network, "
                       "host name, ...): they describe this machine, not the copied disk");
+    command->add_flag("--keep-staging", options->_keepStaging,
+                      "Keep the staging folder (a copy of everything collected) after the "
+                      "archive was read back whole, and print its path");
+    command
+        ->add_option("--log-size", options->_logSize,
+                     "Keep only the last MB of each product log and console log (attachments "
+                     "and settings files stay whole; 0: whole logs)")
+        ->type_name("MB")
+        ->check(cliWholeNumber(1 << 20, "MB"));
+    command
+        ->add_option("--since", options->_since,
+                     "Console logs from TIME on, as journalctl --since reads it "
+                     "(\"2026-11-20 08:00\", \"yesterday\", \"-2h\")")
+        ->type_name("TIME");
     command->add_flag("--force", options->_force,
                       "Replace the file at -o even when it is not a ZIP archive");
     command->add_flag("-q,--quiet", options->_quiet, "Print nothing but errors");

@@ -68,7 +68,7 @@ TEST_F(RenderersCommandTest, ListsRowsAsTextAndStrictJson) {
     EXPECT_EQ(
         "Say \"hi\" a\\b\\tcaf\xe9\xff\\n\xc3\xa9\tDiscover\tMissing\t\t" + _folder + "/c4d.xml\n",
         _out);
-    EXPECT_EQ(0, renderers({"list", "--json"}));
+    EXPECT_EQ(0, binary({"list", "--json"}));
     EXPECT_EQ(
         "[\n  {\n    \"name\": \"Say \\\"hi\\\" "
         "a\\\\b\\tcaf\xef\xbf\xbd\xef\xbf\xbd\\n\xc3\xa9\",\n"
