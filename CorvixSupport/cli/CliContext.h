@@ -21,6 +21,8 @@ struct CliTerminal {
     bool errorIsTerminal = false;
     // The width help is wrapped to: the terminal's, or 80 when standard output is no terminal.
     int columns = 80;
+    // The width of standard error when it is a terminal: progress lines are cut to fit it.
+    int errorColumns = 80;
 };
 
 struct CliContext {

@@ -279,7 +279,8 @@ int runPackage(const PackageOptions& options, CliContext& context) {
         return kCliSuccess;
     }
 
-    CliProgressPrinter progress(context.err, context.terminal.errorIsTerminal);
+    CliProgressPrinter progress(context.err, context.terminal.errorIsTerminal,
+                                context.terminal.errorColumns);
     PackageCancelFlag cancel;
     PackageJobResult result;
     {

@@ -77,11 +77,14 @@ void CliProgressPrinter::packageBytes(const std::string& what, uint64_t done, ui
     if (!(due || (last && _printed))) {
         return;
     }
-    const std::string line =
-        (what == "archive" ? std::string("zipping")
-                           : "copying " + what.substr(what.rfind('/') + 1)) +
-        ": " + describe(done, total, std::chrono::duration<double>(now - _started).count());
+    std::string line = (what == "archive" ? std::string("zipping")
+                                          : "copying " + what.substr(what.rfind('/') + 1)) +
+                       ": " +
+                       describe(done, total, std::chrono::duration<double>(now - _started).count());
     if (_onTerminal) {
+        if (_columns > 1 && line.size() >= static_cast<size_t>(_columns)) {
+            line.resize(static_cast<size_t>(_columns - 1));
+        }
         // Back to the line's start, the new text, and the rest of the old one cleared.
         _err << "\r" << line << "\033[K" << std::flush;
     } else {

@@ -20,8 +20,10 @@ class CliProgressPrinter : public PackageJobObserver {
     static constexpr std::chrono::milliseconds kTerminalInterval{100};
     static constexpr std::chrono::seconds kPlainInterval{5};
 
-    // err must outlive the printer; onTerminal: err is a terminal.
-    CliProgressPrinter(std::ostream& err, bool onTerminal) : _err(err), _onTerminal(onTerminal) {}
+    // err must outlive the printer; onTerminal: err is a terminal, columns wide (a longer line
+    // would wrap, and the carriage return would rewrite only its last part).
+    CliProgressPrinter(std::ostream& err, bool onTerminal, int columns)
+        : _err(err), _onTerminal(onTerminal), _columns(columns) {}
 
     void packageStep(int index, int total, const std::string& label) override;
     void packageSkipped(int index, int total, const std::string& label,
@@ -41,6 +43,7 @@ class CliProgressPrinter : public PackageJobObserver {
 
     std::ostream& _err;
     const bool _onTerminal;
+    const int _columns;
     std::string _what;  // the phase whose bytes are being shown
     Clock::time_point _started, _shown;
     bool _printed = false;  // a line of the phase _what was shown

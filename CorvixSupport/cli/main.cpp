@@ -12,5 +12,8 @@ int main(int argc, char** argv) {
     if (int columns = vesk_terminalColumns(STDOUT_FILENO)) {
         terminal.columns = columns;
     }
+    if (int columns = vesk_terminalColumns(STDERR_FILENO)) {
+        terminal.errorColumns = columns;
+    }
     return corvixCliMain(argc, argv, std::cout, std::cerr, std::cin, terminal);
 }
