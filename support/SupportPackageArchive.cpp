@@ -23,7 +23,8 @@ namespace {
 // What the platform's formatted output writes for a null text argument.
 const char kNullText[] = "(null)";
 
-// The bytes of every regular file below folder, links not followed: what the archive will take.
+// The bytes of every regular file below folder, links not followed and hidden folders left out
+// as ZipBuilder leaves them: what the archive will take.
 uint64_t stagedBytes(const char* folder) {
     namespace fs = std::filesystem;
     uint64_t total = 0;
@@ -31,7 +32,12 @@ uint64_t stagedBytes(const char* folder) {
     for (fs::recursive_directory_iterator it(folder, error), end; !error && it != end;
          it.increment(error)) {
         std::error_code sizeError;
-        if (it->is_regular_file(sizeError) && !it->is_symlink(sizeError)) {
+        if (it->is_symlink(sizeError)) {
+            continue;
+        }
+        if (it->is_directory(sizeError) && it->path().filename().native()[0] == '.') {
+            it.disable_recursion_pending();
+        } else if (it->is_regular_file(sizeError)) {
             uintmax_t size = it->file_size(sizeError);
             total += sizeError ? 0 : size;
         }

@@ -287,6 +287,7 @@ int runPackage(const PackageOptions& options, CliContext& context) {
         InterruptHandlers handlers(&cancel);
         result = PackageJob::run(request, options._quiet ? nullptr : &progress, &cancel);
     }
+    progress.endLine();
     return printResult(result, cancel, options._quiet, options._keepStaging, context);
 }
 

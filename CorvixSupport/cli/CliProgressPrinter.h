@@ -35,10 +35,11 @@ class CliProgressPrinter : public PackageJobObserver {
     // "45 %  135.0 of 300.0 MiB  80.1 MiB/s  2 s left": done of total after seconds.
     static std::string describe(uint64_t done, uint64_t total, double seconds);
 
-  private:
-    // Ends the line of bytes being shown, if any (on a terminal it has no line end yet).
+    // Ends the line of bytes being shown, if any (on a terminal it has no line end yet): before
+    // anything else is printed, and when the job ended before the bytes were all done.
     void endLine();
 
+  private:
     using Clock = std::chrono::steady_clock;
 
     std::ostream& _err;
