@@ -42,4 +42,11 @@ const PackageRow* packageRows(size_t* count);
 // blank ("process-list", "after-effects-6.5-preferences").
 std::string packageRowName(const PackageRow& row);
 
+// Whether row captures one of the system's console logs (a log that --log-size may cut).
+bool packageRowIsConsoleLog(const PackageRow& row);
+
+// The command row runs: its own, narrowed to entries from since on for a console log when since
+// is not empty (quoted for the shell, whatever it holds).
+std::string packageRowCommand(const PackageRow& row, const std::string& since);
+
 #endif
