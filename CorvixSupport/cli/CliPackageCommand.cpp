@@ -420,7 +420,7 @@ void registerPackageCommand(CLI::App& app, CliContext& context) {
                       {"1", "The job failed: no archive was made, an existing one is as it was"},
                       {"2",
                        "Refused before anything was collected (a bad e-mail address, attachment, "
-                       "comment file or output path)"},
+                       "comment file, output path, row name or pseudonym map)"},
                       {"130, 143",
                        "Interrupted by SIGINT or SIGTERM: nothing was written and the staging "
                        "folder was removed"}}));
