@@ -87,6 +87,10 @@ ssize_t deflateInto(z_stream* stream, const unsigned char* input, size_t length,
     }
 }
 
+std::string becameShorter(const std::string& path) {
+    return path + " became shorter while it was archived";
+}
+
 // Grows buffer to hold at least size bytes.
 unsigned char* room(std::vector<unsigned char>* buffer, size_t size) {
     if (buffer->size() < size) {
@@ -254,7 +258,7 @@ bool DeflatePool::compressBlock(const Task& task, Worker* worker, Piece* piece, 
     ssize_t got = readFully(file._fd, input, dictionary + length, start - dictionary);
     if (got != static_cast<ssize_t>(dictionary + length)) {
         *why = got < 0 ? "cannot read " + file._path + ": " + strerror(errno)
-                       : file._path + " became shorter while it was archived";
+                       : becameShorter(file._path);
         return false;
     }
     if (!worker->_blockStream) {
@@ -293,6 +297,11 @@ bool DeflatePool::compressStep(const Task& task, Worker* worker, Piece* piece, s
         return false;
     }
     size_t length = static_cast<size_t>(got);
+    // A file cut short while it waits would go in as a smaller, apparently whole entry.
+    if (length < kBlockSize && file._offset + length < file._size) {
+        *why = becameShorter(file._path);
+        return false;
+    }
     file._offset += length;
     // Without a flush the stream's bytes do not depend on how its input is cut into steps.
     piece->_last = length < kBlockSize;
