@@ -144,7 +144,7 @@ struct DeflatePool::Worker {
 
 DeflatePool::DeflatePool(int threads, const PackageCancelFlag* cancel)
     : _threads(std::min(std::max(threads, 1), kMaxThreads)),
-      _maxInFlight(std::min(kMaxPiecesInFlight, 4 * static_cast<size_t>(_threads))),
+      _maxInFlight(std::min(kMaxPiecesInFlight, 8 * static_cast<size_t>(_threads))),
       _cancel(cancel) {}
 
 DeflatePool::~DeflatePool() {

@@ -16,8 +16,11 @@
 // Memory: whatever the input, at most maxPiecesInFlight() blocks are in flight: being compressed
 // (kBlockSize of input and about as much output each), or compressed and waiting to be taken (at
 // most deflate's bound of kBlockSize each). Each worker holds one block of input and one of
-// output; each file stream in flight holds zlib's deflate state (about 270 KiB). With two threads
-// that is at most 8 blocks, about 20 MB in all; at most kMaxPiecesInFlight whatever the threads.
+// output; each file stream in flight holds zlib's deflate state (about 270 KiB). The limit is eight
+// blocks per thread, at most kMaxPiecesInFlight whatever the threads: with two threads 16 blocks,
+// about 25 MB in all. While the oldest file, one stream compressed step by step, holds up the
+// writer, the other threads run ahead only as far as the limit lets them: a lower one leaves them
+// idle.
 //
 // Threads: one owning thread calls add(), next() and full(); the pool's workers are its own. With
 // one thread no worker is started: next() compresses on the caller's thread. The destructor stops
