@@ -105,6 +105,7 @@ struct DeflatePool::Piece {
     std::vector<unsigned char> _bytes;
     unsigned long _crc = 0;
     uint64_t _length = 0;
+    uint64_t _charge = 0;  // what it counts against the limit of bytes in flight
     bool _done = false;
     bool _last = false;
     bool _text = false;
@@ -144,7 +145,7 @@ struct DeflatePool::Worker {
 
 DeflatePool::DeflatePool(int threads, const PackageCancelFlag* cancel)
     : _threads(std::min(std::max(threads, 1), kMaxThreads)),
-      _maxInFlight(std::min(kMaxPiecesInFlight, 8 * static_cast<size_t>(_threads))),
+      _maxInFlight(std::min<uint64_t>(kMaxBytesInFlight, (8ULL << 20) * _threads)),
       _cancel(cancel) {}
 
 DeflatePool::~DeflatePool() {
@@ -204,9 +205,10 @@ void DeflatePool::failLocked(const std::string& why) {
 }
 
 // Under the lock: the next piece to compress, oldest file first. A file below the threshold takes
-// its steps one after the other; a split file's blocks go to any thread. Only maxPiecesInFlight()
-// pieces may be in flight, except the very piece the writer waits for, so that a pool filled with
-// later files' output never stalls the oldest file.
+// its steps one after the other; a split file's blocks go to any thread. Only maxBytesInFlight()
+// bytes of input may be in flight (each piece counted with kPieceOverhead more, for its output and
+// bookkeeping), except for the very piece the writer waits for, so that a pool filled with later
+// files' output never stalls the oldest file.
 bool DeflatePool::takeTask(Task* task) {
     if (!_error.empty() || _stopping) {
         return false;
@@ -217,15 +219,21 @@ bool DeflatePool::takeTask(Task* task) {
         if (!startable) {
             continue;
         }
+        // A step of a whole file is charged what its size says is left of it.
+        uint64_t start = file->_started * kBlockSize;
+        uint64_t charge =
+            kPieceOverhead +
+            (file->_size > start ? std::min<uint64_t>(kBlockSize, file->_size - start) : 0);
         bool awaited = file == _files.front() && file->_pieces.empty();
-        if (_inFlight >= _maxInFlight && !awaited) {
+        if (_inFlight + charge > _maxInFlight && !awaited) {
             return false;
         }
         task->_file = file.get();
         task->_index = file->_started++;
         file->_busy = !file->_split;
         file->_pieces.emplace_back();
-        ++_inFlight;
+        file->_pieces.back()._charge = charge;
+        _inFlight += charge;
         return true;
     }
     return false;
@@ -245,7 +253,9 @@ void DeflatePool::runTask(const Task& task, Worker* worker) {
     file._busy = false;
     file._ended = !file._split && piece._last;
     piece._done = true;
-    file._pieces[task._index - (file._started - file._pieces.size())] = std::move(piece);
+    Piece& slot = file._pieces[task._index - (file._started - file._pieces.size())];
+    piece._charge = slot._charge;
+    slot = std::move(piece);
     _changed.notify_all();
 }
 
@@ -363,8 +373,8 @@ DeflatePool::Next DeflatePool::next(DeflatePiece* out, bool wait) {
             out->_text = piece._text;
             out->_size = file._taken;
             out->_crc = file._crc;
+            _inFlight -= piece._charge;
             file._pieces.pop_front();
-            --_inFlight;
             if (out->_last) {
                 _files.pop_front();
             }
