@@ -218,14 +218,11 @@ TEST_F(ZipBuilderTest, ThreadSettingOnlyLowersTheProcessorCount) {
     int all = 1;
     vesk_processorCount(&all);
     all = std::min(all, DeflatePool::kMaxThreads);
-    for (const auto& [value, expected] : {std::pair<std::string, int>{"1", 1},
-                                          {"100000", all},
-                                          {"0", all},
-                                          {"-1", all},
-                                          {"1x", all},
-                                          {"", all}}) {
-        _env.set("CORVIX_ZIP_THREADS", value);
-        EXPECT_EQ(expected, ZipBuilder(nullptr, false).threadCount()) << value;
+    _env.set("CORVIX_ZIP_THREADS", "1");
+    EXPECT_EQ(1, ZipBuilder(nullptr, false).threadCount());
+    for (const char* value : {"100000", "0", "1x"}) {
+        _env.set("CORVIX_ZIP_THREADS", std::string(value));
+        EXPECT_EQ(all, ZipBuilder(nullptr, false).threadCount()) << value;
     }
 }
 
