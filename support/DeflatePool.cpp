@@ -372,6 +372,7 @@ DeflatePool::Next DeflatePool::next(DeflatePiece* out, bool wait) {
             out->_last = piece._last;
             out->_text = piece._text;
             out->_size = file._taken;
+            out->_input = piece._length;
             out->_crc = file._crc;
             _inFlight -= piece._charge;
             file._pieces.pop_front();
