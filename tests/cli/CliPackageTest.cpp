@@ -195,7 +195,12 @@ TEST_F(PackageCommandTest, AHangingCommandIsEndedWhileTheOthersRunAndKeepTheirOu
          {"console.log", "systemConsole.log", "processList.txt", "ifconfig.txt", "userInfo.txt"}) {
         EXPECT_EQ(names.count(std::string("system/") + file), 1u) << file;
     }
-    EXPECT_NE(member(archive, "system/processList.txt"), "");
+    for (const char* file : {"processList.txt", "ifconfig.txt"}) {
+        EXPECT_NE(member(archive, std::string("system/") + file), "") << file;
+    }
+    std::string ids;  // both commands of the last file, in their order
+    runCommand("/usr/bin/id -u; /usr/bin/id", &ids);
+    EXPECT_EQ(member(archive, "system/userInfo.txt"), ids);
     EXPECT_NE(_err.find("Command still running after 2 seconds; ending it."), std::string::npos);
 }
 
