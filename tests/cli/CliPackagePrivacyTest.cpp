@@ -166,6 +166,13 @@ TEST_F(PackagePrivacyTest, WithoutOptionsNothingChangesAndExcludedRowsAreLeftOut
         EXPECT_EQ(zipMember(fewer, "package.xml").find(gone), std::string::npos) << gone;
     }
     EXPECT_EQ(zipEntries(fewer), expected);
+    // The user id left out, the groups that were appended to its file make the file on their own.
+    ASSERT_EQ(package("--exclude user-id -o " + quoted(fewer)), 0) << _out;
+    std::string groups;
+    runCommand("/usr/bin/id", &groups);
+    EXPECT_EQ(zipMember(fewer, "system/userInfo.txt"), groups);
+    EXPECT_NE(zipMember(fewer, "package.xml").find("<path>system/userInfo.txt</path>"),
+              std::string::npos);
 
     // package.xml as the tool has always written it for these files, the time stamp aside.
     std::string manifest = zipMember(plain, "package.xml");
