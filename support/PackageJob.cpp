@@ -383,6 +383,15 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
                 return result;
             }
         }
+        // Only what came from the system is hidden: the user's attachments are sent as they chose
+        // them. The application folder is whole once the rows are collected, so it is hidden
+        // while the system commands still run.
+        PackageRedaction redaction;
+        if (request.redacts() && !PackageCancelFlag::isSet(cancel) &&
+            !(redaction.start(request._redactMap, &result._error) &&
+              redaction.redactFolder(package->getPathToApp(), &result._error))) {
+            return result;
+        }
         captures.finish();  // after a cancel at once: every command's group is ended
         for (size_t i = 0; i < count; ++i) {
             if (packageRowIsConsoleLog(rows[i]) && !commandsSkipped(request)) {
@@ -396,12 +405,8 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
             finishCancelled(&package, &result);
             return result;
         }
-        // Only what came from the system: the user's attachments are sent as they chose them.
-        PackageRedaction redaction;
         if (request.redacts() &&
-            !(redaction.start(request._redactMap, &result._error) &&
-              redaction.redactFolder(package->getPathToSys(), &result._error) &&
-              redaction.redactFolder(package->getPathToApp(), &result._error) &&
+            !(redaction.redactFolder(package->getPathToSys(), &result._error) &&
               (fileName.empty() ||
                redaction.prepareMap(PackageRedaction::mapPathFor(fileName), &result._error)))) {
             return result;
