@@ -28,7 +28,7 @@ namespace {
 // block is written through before the next is read.
 const size_t kCopyBlock = 128 * 1024;
 // A kernel copy moves at most this much per call, so that a cancel is seen within a moment.
-const size_t kKernelCopyStep = 4 * 1024 * 1024;
+const size_t kRunCopyStep = 4 * 1024 * 1024;
 
 enum class CopyResult { Copied, Unreadable, WriteFailed, Interrupted };
 
@@ -86,30 +86,47 @@ using ByteProgress = SupportPackage::ByteProgress;
 // Copies at least this large report their progress.
 const uint64_t kReportedCopySize = 64ULL << 20;
 
-enum class KernelCopy { Copied, Unsupported, WriteFailed, Interrupted };
+enum class RunCopy { Copied, Unsupported, WriteFailed, Interrupted };
 
-// Copies the first size bytes of in to out inside the kernel (a reflink where the file system
-// shares blocks), run of data by run of data, so that the source's holes stay holes. Unsupported
-// when the kernel cannot copy between these files (or a read failed): the caller copies by
-// reading and writing instead, which tells a read failure from a write failure.
-KernelCopy kernelCopy(int in, int out, int64_t size, const PackageCancelFlag* cancel, int* error,
-                      const CopyProgress& progress) {
+// Copies step bytes at offset at by reading and writing through block; what read or write
+// returned (-1 with errno set on a failure).
+int64_t blockStep(int in, int out, int64_t at, size_t step, char* block) {
+    ssize_t got = pread(in, block, step, at);
+    if (got <= 0) {
+        return got;
+    }
+    if (lseek(out, at, SEEK_SET) < 0 || !writeAll(out, block, static_cast<size_t>(got))) {
+        return -1;
+    }
+    return got;
+}
+
+// Copies the first size bytes of in to out run of data by run of data, so that the source's holes
+// stay holes: inside the kernel (a reflink where the file system shares blocks), or, given a
+// block, by reading and writing through it, which is faster for the short runs of a sparse file
+// (the kernel's copy goes through a pipe per call). Unsupported when the kernel cannot copy
+// between these files (or a read failed): the caller copies by reading and writing from the
+// start instead, which tells a read failure from a write failure.
+RunCopy runCopy(int in, int out, int64_t size, const PackageCancelFlag* cancel, int* error,
+                const CopyProgress& progress, char* block) {
     int64_t length = size, start = 0, end = 0;
     for (int64_t position = 0; position < length && vesk_nextDataRange(in, position, &start, &end);
          position = end) {
         end = std::min(end, length);
         while (start < end) {
             if (PackageCancelFlag::isSet(cancel)) {
-                return KernelCopy::Interrupted;
+                return RunCopy::Interrupted;
             }
-            size_t step = static_cast<size_t>(std::min<int64_t>(end - start, kKernelCopyStep));
-            int64_t copied = vesk_copyFileRange(in, start, out, start, step);
+            size_t step = static_cast<size_t>(
+                std::min<int64_t>(end - start, block ? kCopyBlock : kRunCopyStep));
+            int64_t copied = block ? blockStep(in, out, start, step, block)
+                                   : vesk_copyFileRange(in, start, out, start, step);
             if (copied < 0 && (errno == ENOSPC || errno == EFBIG || errno == EDQUOT)) {
                 *error = errno;
-                return KernelCopy::WriteFailed;
+                return RunCopy::WriteFailed;
             }
             if (copied < 0) {
-                return KernelCopy::Unsupported;
+                return RunCopy::Unsupported;
             }
             if (copied == 0) {
                 length = end = start;  // the source shrank while it was copied
@@ -124,9 +141,9 @@ KernelCopy kernelCopy(int in, int out, int64_t size, const PackageCancelFlag* ca
     // The length, also where the file ends in a hole.
     if (ftruncate(out, static_cast<off_t>(length)) != 0) {
         *error = errno;
-        return KernelCopy::WriteFailed;
+        return RunCopy::WriteFailed;
     }
-    return KernelCopy::Copied;
+    return RunCopy::Copied;
 }
 
 // Copies in to out by reading and writing large blocks from the start; a block of zeros becomes a
@@ -207,13 +224,15 @@ CopyResult copyRegular(const char* source, const char* destination, const Packag
             }
         };
     }
-    KernelCopy kernel = examined ? kernelCopy(in, out, from.st_size, cancel, error, moved)
-                                 : KernelCopy::Unsupported;
-    CopyResult result = kernel == KernelCopy::Copied        ? CopyResult::Copied
-                        : kernel == KernelCopy::WriteFailed ? CopyResult::WriteFailed
-                        : kernel == KernelCopy::Interrupted
-                            ? CopyResult::Interrupted
-                            : blockCopy(in, out, cancel, error, moved);
+    // A sparse file is copied as cp copies it, a dense one by the kernel.
+    bool sparse = examined && static_cast<int64_t>(from.st_blocks) * 512 < from.st_size;
+    std::unique_ptr<char[]> block(sparse ? new char[kCopyBlock] : nullptr);
+    RunCopy runs = examined ? runCopy(in, out, from.st_size, cancel, error, moved, block.get())
+                            : RunCopy::Unsupported;
+    CopyResult result = runs == RunCopy::Copied        ? CopyResult::Copied
+                        : runs == RunCopy::WriteFailed ? CopyResult::WriteFailed
+                        : runs == RunCopy::Interrupted ? CopyResult::Interrupted
+                                                       : blockCopy(in, out, cancel, error, moved);
     if (result == CopyResult::Copied && moved) {
         progress(source, total, total);
     }

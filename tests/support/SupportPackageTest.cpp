@@ -142,8 +142,8 @@ TEST_F(SupportPackageTest, CopiesFilesIntoCategoriesAndSavesThem) {
     EXPECT_THROW(_package->addFileToSys(tmp("src/system.log").c_str(), "blocked"),
                  SupportPackageException);
 
-    // A sparse file (data, a hole, data, a hole to its end) stays whole and sparse, copied by the
-    // kernel within a file system and by reading and writing from another (a tmpfs).
+    // A sparse file (data, a hole, data, a hole to its end) stays whole and sparse, within a file
+    // system and from another (a tmpfs).
     std::string block;
     for (int i = 0; i < 3000; ++i) {
         block += static_cast<char>(i * 7);
