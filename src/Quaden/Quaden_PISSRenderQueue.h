@@ -131,7 +131,9 @@ class QuadenPISSRenderQueue {
     QuadenPISSEntryList _nodes;
     char* _shadowPath;
     char* _projectsPath;
-    const char* _separators;
+    // " \t", kept with the queue's other fields; the reader splits lines with PISSSplitStoreLine,
+    // whose separators are the same.
+    [[maybe_unused]] const char* _separators;
     bool _queueRefused;  // the last StartTransaction could not read "RQ.txt"
 };
 

@@ -43,7 +43,8 @@ class QuadenPISSRenderQueueItemOutputModule {
 
   private:
     QuadenPISSEntryList _entries;
-    QuadenPISSRenderQueueItemOutputModule* _next = nullptr;
+    // The link of the item's module list, reached through kListLayout's offset.
+    [[maybe_unused]] QuadenPISSRenderQueueItemOutputModule* _next = nullptr;
 };
 
 #endif
