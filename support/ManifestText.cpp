@@ -70,6 +70,9 @@ std::string ManifestText::element(const std::string& text) {
             case '>':
                 out += "&gt;";
                 break;
+            case '\r':
+                out += "&#13;";
+                break;
             default:
                 out += c;
         }
