@@ -1,0 +1,47 @@
+// Render control files, the state-machine part: any file loads into a controller without harm,
+// and console lines (the file's own lines, so that they meet its expressions) go through its
+// states, the monitor and state switches.
+#include <string>
+
+#include "FuzzSandbox.h"
+#include "RenderController.h"
+#include "RenderControllerState.h"
+
+void fuzz_writeSeeds(const std::string& folder) {
+    fuzz_seed(folder, "machine",
+              "<renderer name=\"Cinema\"><extension>c4d</extension>"
+              "<executable>/nowhere/cinema</executable>"
+              "<state name=\"idle\"><transition to=\"rendering\"><stringmatch>^Rendering started"
+              "</stringmatch></transition></state>"
+              "<state name=\"rendering\" default=\"1\">"
+              "<error mode=\"fail\"><stringmatch>Error</stringmatch></error>"
+              "<framerender mode=\"frame\"><extraction>^Frame ([0-9]+)</extraction>"
+              "<stringmatch></stringmatch></framerender>"
+              "<completion to=\"idle\"><stringmatch>^Finished</stringmatch></completion>"
+              "</state>"
+              "<monitor><transition to=\"aborted\"><stringmatch>^ABORT</stringmatch></transition>"
+              "</monitor></renderer>\n"
+              "Frame 12 Error\nFinished\nABORT\nRendering started\n");
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    std::string file = fuzz_begin() + "/work/r.xml";
+    fuzz_writeFile(file, data, size);
+    RenderController controller(file.c_str());
+    controller.getRendererName();
+    controller.handlesExtension("c4d");
+    std::string text(reinterpret_cast<const char*>(data), size);
+    for (size_t start = 0; start < text.size();) {
+        size_t end = text.find('\n', start);
+        std::string line = text.substr(start, end == std::string::npos ? end : end - start);
+        controller.processInput(line.c_str());
+        RenderControllerState* state = controller.getCurrentState();
+        if (state != nullptr) {
+            fuzz_check(controller.switchToState(state->getName().c_str()),
+                       "the current state cannot be switched to");
+        }
+        start = end == std::string::npos ? text.size() : end + 1;
+    }
+    controller.switchToState("primary.monitor");
+    return 0;
+}
