@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <regex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "CorvixCleaner.h"
@@ -29,7 +31,11 @@ class RecordingObserver : public CprSweepObserver {
     void cprFileRemoved(const char* path) override {
         removed.push_back(path);
         if (stopAfterFirst) {
-            g_shouldRunCPRThread = 0;
+            // The stop button, pressed on another thread while the first deletion is reported.
+            firstRemoved = true;
+            while (g_shouldRunCPRThread) {
+                std::this_thread::yield();
+            }
         }
     }
     void cprFileNotRemoved(const char* path, const char* reason) override {
@@ -44,6 +50,7 @@ class RecordingObserver : public CprSweepObserver {
     std::vector<std::string> notRead;
     std::vector<std::string> skipped;
     bool stopAfterFirst = false;
+    std::atomic<bool> firstRemoved{false};
 };
 
 std::vector<std::string> sorted(std::vector<std::string> paths) {
@@ -141,8 +148,14 @@ TEST_F(CprSweepTest, StoppingEndsTheWalkAfterTheCurrentEntryAtEveryLevel) {
         writeFile(p + "/f" + std::to_string(i) + "/deep/" + kTarget1, "x");
     }
     _observer.stopAfterFirst = true;
-    EXPECT_EQ(1, CprSweep::run(p.c_str(), true, &_observer));
-    EXPECT_EQ(0, g_shouldRunCPRThread.load());
+    int removed = 0;
+    std::thread sweep([&] { removed = CprSweep::run(p.c_str(), true, &_observer); });
+    while (!_observer.firstRemoved) {
+        std::this_thread::yield();
+    }
+    g_shouldRunCPRThread = 0;
+    sweep.join();
+    EXPECT_EQ(1, removed);
     ASSERT_EQ(1u, _observer.removed.size());
     std::string log = readFile(sweepLog());
     EXPECT_NE(std::string::npos, log.find("REMOVED - " + _observer.removed[0] + " \n"));
