@@ -238,6 +238,9 @@ int CorvixCleaner::removeCprFiles(const char* folder, bool recursive, FILE* log,
     }
     // The designed path of each folder the walk is in, joined as "%s%s" or "%s/%s".
     std::vector<std::string> paths{folder};
+    if (observer) {
+        observer->searchingFolder(folder);
+    }
     VeskFolderWalk::Entry entry;
     while (walk.depth() > 0) {
         if (!walk.nextEntry(&entry)) {
@@ -247,6 +250,9 @@ int CorvixCleaner::removeCprFiles(const char* folder, bool recursive, FILE* log,
                     observer->folderNotRead(paths.back().c_str(), strerror(errno));
                 }
                 break;
+            }
+            if (observer && walk.depth() > 0) {
+                observer->searchingFolder(paths.back().c_str());
             }
             continue;
         }
@@ -270,6 +276,9 @@ int CorvixCleaner::removeCprFiles(const char* folder, bool recursive, FILE* log,
             }
             if (walk.enter(entry.name)) {
                 paths.push_back(path);
+                if (observer) {
+                    observer->searchingFolder(path);
+                }
             } else if (observer && errno != ENOENT) {
                 observer->folderNotRead(path, strerror(errno));
             }

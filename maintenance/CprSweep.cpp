@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "CorvixCleaner.h"
 #include "CprSweepObserver.h"
@@ -22,6 +23,11 @@ class CountingObserver : public CprSweepObserver {
     CountingObserver(const char* folder, CprSweepObserver* next, CprSweepResult* result)
         : _folder(folder), _next(next), _result(result) {}
 
+    void searchingFolder(const char* path) override {
+        if (_next) {
+            _next->searchingFolder(path);
+        }
+    }
     void cprFileRemoved(const char* path) override {
         if (_next) {
             _next->cprFileRemoved(path);
@@ -75,6 +81,24 @@ FILE* openSweepLog(const char* path) {
 }
 
 }  // namespace
+
+std::string CprSweepResult::shortfall() const {
+    std::string text;
+    const std::pair<int, const char*> counts[] = {
+        {notRemoved, " file(s) could not be removed.\n"},
+        {foldersNotRead, " folder(s) could not be read.\n"},
+        {pathsSkipped, " path(s) too long to use were skipped.\n"},
+    };
+    for (const auto& [count, sentence] : counts) {
+        if (count > 0) {
+            text += std::to_string(count) + sentence;
+        }
+    }
+    if (stopped) {
+        text += "The sweep was stopped before it finished.\n";
+    }
+    return text;
+}
 
 int CprSweep::run(const char* folder, bool recursive, CprSweepObserver* observer,
                   CprSweepResult* result) {

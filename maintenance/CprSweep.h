@@ -33,6 +33,9 @@ struct CprSweepResult {
     bool complete() const {
         return notRemoved == 0 && foldersNotRead == 0 && pathsSkipped == 0 && !stopped;
     }
+    // What the sweep did not do, one sentence per line, each ending in "\n" ("2 file(s) could not
+    // be removed.", ...), to show beside the count; empty when complete().
+    std::string shortfall() const;
 };
 
 class CprSweep {

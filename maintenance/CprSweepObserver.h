@@ -9,6 +9,10 @@ class CprSweepObserver {
   public:
     virtual ~CprSweepObserver() = default;
 
+    // The walk reads the folder at path from now on: the chosen folder first, each subfolder as
+    // it enters it, and the parent again when it has finished a subfolder. A front end shows it
+    // as the folder being searched.
+    virtual void searchingFolder(const char* /*path*/) {}
     // path was deleted.
     virtual void cprFileRemoved(const char* path) = 0;
     // path could not be deleted; reason is the system's text, or null when it gave none.

@@ -10,6 +10,9 @@ class MaintenanceDialogs {
     enum Alert {
         kNoTasksSelected,
         kMaintenanceFailed,
+        // The run went on, but some of what it found could not be deleted; the message names
+        // the steps, how many items stayed and the first of them.
+        kMaintenanceIncomplete,
         kMaintenanceCompleted,
         kRestartRequired,
         // The logging level could not be stored; the message says why.

@@ -110,6 +110,15 @@ const char* MaintenanceTasks::stepName(MaintenanceStep step) {
     return step >= 0 && step < kStepCount ? kNames[step] : "";
 }
 
+std::string MaintenanceTasks::notRemovedLine(MaintenanceStep step,
+                                             const MaintenanceStepResult& result) {
+    if (result.files.notRemoved == 0) {
+        return std::string();
+    }
+    return std::string(stepName(step)) + ": " + std::to_string(result.files.notRemoved) +
+           " could not be deleted, the first: " + result.files.problem;
+}
+
 MaintenanceReport MaintenanceTasks::execute(const MaintenanceSelection& selection,
                                             MaintenanceDialogs& dialogs) {
     MaintenanceReport report;
@@ -149,6 +158,20 @@ MaintenanceReport MaintenanceTasks::execute(const MaintenanceSelection& selectio
         report.error = e.what();
         dialogs.showAlert(MaintenanceDialogs::kMaintenanceFailed, "Error performing maintenance.",
                           e.what());
+    }
+    // The completion alert alone would say that files still there were deleted. The failed
+    // step's own problem is in the error alert already.
+    std::string leftOver;
+    for (int step = 0; step < kStepCount; ++step) {
+        if (report.steps[step].state == MaintenanceStepResult::kDone) {
+            std::string line =
+                notRemovedLine(static_cast<MaintenanceStep>(step), report.steps[step]);
+            leftOver += (leftOver.empty() || line.empty() ? "" : "\n") + line;
+        }
+    }
+    if (!leftOver.empty()) {
+        dialogs.showAlert(MaintenanceDialogs::kMaintenanceIncomplete,
+                          "Error performing maintenance.", leftOver.c_str());
     }
     // The completion alert follows an error alert too: users are told the run has ended.
     dialogs.showAlert(

@@ -72,11 +72,15 @@ class MaintenanceTasks {
     // Asks, then runs the selected tasks in the fixed order render queue, logs, configuration
     // (global settings store, then user configuration files), cache (folders, then registry).
     // Alerts: "no tasks" (and nothing else) when none is selected; after a started run an error
-    // alert if a task failed, and the completion alert in every case.
+    // alert if a task failed, a second one (kMaintenanceIncomplete) if any other step left
+    // something it found, and the completion alert in every case.
     static MaintenanceReport execute(const MaintenanceSelection& selection,
                                      MaintenanceDialogs& dialogs);
     // What a step deletes, for reports: "Render queue files", "Log files", ...
     static const char* stepName(MaintenanceStep step);
+    // "Log files: 2 could not be deleted, the first: <path>: <reason>" for a step that left
+    // something; empty for one that did not.
+    static std::string notRemovedLine(MaintenanceStep step, const MaintenanceStepResult& result);
 
     // The pop-up item to show: "corvix.cfg" is read first, then "CorvixPro2.cfg", whose values
     // win where it has them. Constructing the configurations creates (or rewrites) both files,

@@ -91,8 +91,8 @@ void printReport(const MaintenanceReport& report, CliContext& context) {
         }
         context.out << name << ": " << step.files.removed << " deleted.\n";
         if (step.files.notRemoved > 0) {
-            context.err << name << ": " << step.files.notRemoved
-                        << " could not be deleted, the first: " << step.files.problem << "\n";
+            context.err << MaintenanceTasks::notRemovedLine(static_cast<MaintenanceStep>(i), step)
+                        << "\n";
         }
     }
     if (!notReached.empty()) {

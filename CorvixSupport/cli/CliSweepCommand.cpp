@@ -102,18 +102,7 @@ void runSweep(const SweepOptions& options, CliContext& context) {
         return;
     }
     context.out << result.removed << " file(s) removed during this session.\n";
-    if (result.notRemoved > 0) {
-        context.err << result.notRemoved << " file(s) could not be removed.\n";
-    }
-    if (result.foldersNotRead > 0) {
-        context.err << result.foldersNotRead << " folder(s) could not be read.\n";
-    }
-    if (result.pathsSkipped > 0) {
-        context.err << result.pathsSkipped << " path(s) too long to use were skipped.\n";
-    }
-    if (result.stopped) {
-        context.err << "The sweep was stopped before it finished.\n";
-    }
+    context.err << result.shortfall();
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "ui_PackageWindow.h"
 #include "ui_RenderersView.h"
 #include "ui_SupportView.h"
+#include "ui_SweepProgressPanel.h"
 
 const char* const CorvixSupportPrefsController::kPrivacyMessage =
     "Orvanta Software will only collect nonsensitive system and user information for "
@@ -81,8 +82,8 @@ void CorvixSupportPrefsController::loadNib() {
         renderers._table, renderers._applyButton, [this]() -> WindowDialogs& { return dialogs(); },
         _3DEditorView);
     renderView->awakeFromNib();
-    Ui::MaintenanceView maintenance;
-    _maintenanceView = loadView(maintenance);
+    _maintenance = std::make_unique<Ui::MaintenanceView>();
+    _maintenanceView = loadView(*_maintenance);
     Ui::SupportView support;
     _supportView = loadView(support);
     _packageWindow = new QDialog;
@@ -104,6 +105,7 @@ void CorvixSupportPrefsController::awakeFromNib() {
     if (vesk_userFullName(&fullName)) {
         setUserName(QString::fromStdString(fullName));
     }
+    setupLoggingInfo();
 
     QPalette palette = _packageWindow->palette();
     palette.setColor(QPalette::Window, QuartzUtils::deviceWhite(DarkTheme::kBackground));
@@ -122,4 +124,5 @@ void CorvixSupportPrefsController::awakeFromNib() {
                 "made in Support.")
             .arg(QStringLiteral(CORVIX_SUPPORT_EMAIL)));
     _info->_privacyLabel->setText(kPrivacyMessage);
+    awakeMaintenanceView();
 }

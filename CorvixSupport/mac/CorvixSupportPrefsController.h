@@ -10,6 +10,7 @@
 
 #include <QStringList>
 
+#include <chrono>
 #include <memory>
 
 #include "QtWindowDialogs.h"
@@ -20,6 +21,15 @@ class QDialog;
 namespace Ui {
 class InfoView;
 class PackageWindow;
+}  // namespace Ui
+// The Maintenance view's.
+class CprSweepWorker;
+class QTimer;
+class SweepProgressPanel;
+struct CprSweepResult;
+namespace Ui {
+class MaintenanceView;
+class SweepProgressPanel;
 }  // namespace Ui
 
 class CorvixSupportPrefsController : public TabbedPrefsWindowController {
@@ -68,6 +78,52 @@ class CorvixSupportPrefsController : public TabbedPrefsWindowController {
 
     QtWindowDialogs _qtDialogs;
     WindowDialogs* _dialogs = &_qtDialogs;
+
+    // ---- The Maintenance view: CorvixSupportPrefsControllerMaintenance.cpp ----
+  public:
+    // The reset: runs the checked tasks through the maintenance core (which asks first and
+    // shows the alerts) and turns the four boxes off after a run; without a run (no box checked,
+    // or "No") they stay as they are.
+    void executeMaintenance();
+    // Shows the stored logging level; reading creates both user configuration files, as opening
+    // the view always has.
+    void setupLoggingInfo();
+    // Stores the level of item (the pop-up's action). When it cannot be stored, the alert says
+    // why and the pop-up goes back to the level that is stored.
+    void onLoggingLevelChange(int item);
+    // The sweep's folder: the pop-up shows path's name and icon, a separator and "Other...".
+    // An empty path changes nothing.
+    void setupMenuUsingPath(const QString& path);
+    // "Other...": asks for a folder with an open panel; item 0 is selected again in any case.
+    void chooseCprLocation();
+    // Sweeps the chosen folder on a worker thread behind the modal progress panel and returns
+    // once the sweep has ended and its alert was answered. Nothing happens without a folder.
+    void removeCprFiles();
+    // The stop button: the sweep ends after the entry it is at and reports what it removed.
+    void stopCprKiller();
+    const QString& currentCprPath() const { return _currentCprPath; }
+    // The sweep's worker waits this long before it starts, so that the panel is up first
+    // (1 second); tests shorten it.
+    void setCprSweepStartDelay(std::chrono::milliseconds delay) { _cprSweepStartDelay = delay; }
+    // The sweep's panel (null until the interface is loaded); tests and screenshots watch it.
+    QDialog* progressPanel() const;
+
+  private:
+    void awakeMaintenanceView();
+    void showCprFolder();
+    void cprSweepEnded(const CprSweepResult& result, const QString& messages);
+
+    // _chkRQ, _chkLogs, _chkCache, _chkConfig, _cbLoggingLevel, _cprPath,
+    // _chkScanSubdirectoriesForCprFiles and the two action buttons.
+    std::unique_ptr<Ui::MaintenanceView> _maintenance;
+    // _progressBar, _cprStopButton and the label of the folder being searched.
+    std::unique_ptr<Ui::SweepProgressPanel> _sweepPanel;
+    std::unique_ptr<SweepProgressPanel> _progressPanel;
+    CprSweepWorker* _cprSweep = nullptr;  // a child of this controller
+    QTimer* _cprFolderTimer = nullptr;    // repaints the folder label while a sweep runs
+    QString _currentCprPath;
+    std::chrono::milliseconds _cprSweepStartDelay{1000};
+    // ---- end of the Maintenance view ----
 };
 
 #endif

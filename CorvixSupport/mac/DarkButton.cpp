@@ -61,5 +61,5 @@ void DarkButton::paintEvent(QPaintEvent* /*event*/) {
     painter.drawImage(0, 0, isDown() ? _alternateImage : _image);
     painter.setFont(font());
     painter.setPen(palette().color(QPalette::ButtonText));
-    painter.drawText(rect(), Qt::AlignCenter, text());
+    painter.drawText(rect(), Qt::AlignCenter | Qt::TextShowMnemonic, text());
 }

@@ -5,11 +5,16 @@
 //   --view NAME         after start, choose the view NAME as a click on its button would; once it
 //                       is on screen print "shown X Y WIDTH HEIGHT" (the window's frame) on
 //                       standard output
+//   --sweep FOLDER      after start, show Maintenance and sweep FOLDER (and its subfolders) as
+//                       the find-and-delete button would; once the sweep's panel is on screen
+//                       print "shown X Y WIDTH HEIGHT" (the panel's frame)
 // With the environment variable CORVIX_STARTUP_CLOCK set, the wall-clock time of the first paint
 // (microseconds since 1970) is printed on standard error as "first paint at N".
 #include <QAbstractButton>
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDialog>
+#include <QTimer>
 #include <QWidget>
 
 #include <chrono>
@@ -52,6 +57,22 @@ void showViewAndReport(CorvixSupportPrefsController* prefs, const QString& view)
     button->click();
 }
 
+// Shows Maintenance, sweeps folder, and reports the sweep panel's frame once it is painted.
+void sweepAndReport(CorvixSupportPrefsController* prefs, const QString& folder) {
+    QWidget* panel = prefs->progressPanel();
+    auto* watcher = new PaintWatcher(panel, panel);
+    QObject::connect(watcher, &PaintWatcher::painted, panel, [panel]() {
+        const QRect frame = panel->frameGeometry();
+        std::printf("shown %d %d %d %d\n", frame.x(), frame.y(), frame.width(), frame.height());
+        std::fflush(stdout);
+    });
+    if (auto* button = prefs->darkToolbar()->findChild<QAbstractButton*>("Maintenance")) {
+        button->click();
+    }
+    prefs->setupMenuUsingPath(folder);
+    QTimer::singleShot(0, prefs, &CorvixSupportPrefsController::removeCprFiles);
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -66,6 +87,8 @@ int main(int argc, char* argv[]) {
     const QCommandLineOption view = hiddenOption("view", "NAME");
     parser.addOption(quitWhenShown);
     parser.addOption(view);
+    const QCommandLineOption sweep = hiddenOption("sweep", "FOLDER");
+    parser.addOption(sweep);
     parser.addHelpOption();
     parser.process(application);
 
@@ -86,6 +109,8 @@ int main(int argc, char* argv[]) {
         }
         if (parser.isSet(quitWhenShown)) {
             QCoreApplication::exit(0);
+        } else if (parser.isSet(sweep)) {
+            sweepAndReport(prefs, parser.value(sweep));
         } else if (parser.isSet(view)) {
             // The first view's animation runs on; the chosen one follows it.
             showViewAndReport(prefs, parser.value(view));

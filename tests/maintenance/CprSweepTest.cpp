@@ -45,7 +45,9 @@ class RecordingObserver : public CprSweepObserver {
         notRead.push_back(std::string(path) + " | " + reason);
     }
     void pathSkipped(const char* path) override { skipped.push_back(path); }
+    void searchingFolder(const char* path) override { searched.push_back(path); }
     std::vector<std::string> removed;
+    std::vector<std::string> searched;
     std::vector<std::string> failed;
     std::vector<std::string> notRead;
     std::vector<std::string> skipped;
@@ -100,6 +102,9 @@ TEST_F(CprSweepTest, OnlyExactTargetNamesAreRemovedAndTheWalkStaysInside) {
           tmp("outside/") + kTarget2}) {
         EXPECT_TRUE(exists(kept)) << kept;
     }
+
+    // The folders searched: in and back out of "sub", never into a link or hidden folder.
+    EXPECT_EQ((std::vector<std::string>{p, p + "/", p + "/sub", p + "/"}), _observer.searched);
 
     int removed = 0;
     EXPECT_EQ(0, _cleaner.removeCprFiles("", true, nullptr, removed));
@@ -157,6 +162,8 @@ TEST_F(CprSweepTest, StoppingEndsTheWalkAfterTheCurrentEntryAtEveryLevel) {
     sweep.join();
     EXPECT_EQ(1, removed);
     ASSERT_EQ(1u, _observer.removed.size());
+    ASSERT_LE(2u, _observer.searched.size());
+    EXPECT_EQ(p, _observer.searched[0]);
     std::string log = readFile(sweepLog());
     EXPECT_NE(std::string::npos, log.find("REMOVED - " + _observer.removed[0] + " \n"));
     EXPECT_EQ(log.find("REMOVED - "), log.rfind("REMOVED - "));
@@ -229,6 +236,7 @@ TEST_F(CprSweepTest, FoldersThatCannotBeReadAreCountedAndLoopsNotEntered) {
     EXPECT_EQ(1, result.foldersNotRead);
     EXPECT_TRUE(result.folderError.empty());
     EXPECT_FALSE(result.complete());
+    EXPECT_EQ("1 folder(s) could not be read.\n", result.shortfall());
 }
 
 }  // namespace

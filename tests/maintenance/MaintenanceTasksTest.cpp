@@ -120,6 +120,24 @@ TEST_F(MaintenanceTasksTest, LogFailureSkipsLaterTasksAndStillCompletes) {
     }
 }
 
+// What a step found and could not delete is said before the completion alert, naming the step.
+TEST_F(MaintenanceTasksTest, FilesLeftBehindAreReportedBeforeCompletion) {
+    makeState();
+    writeFile(userFolder() + "corvix.cfg/keep", "x");
+    MaintenanceReport report =
+        MaintenanceTasks::execute(MaintenanceSelection{true, false, true, false}, _dialogs);
+    EXPECT_FALSE(report.complete());
+    EXPECT_EQ((std::vector<std::string>{
+                  kQuestion,
+                  std::to_string(MaintenanceDialogs::kMaintenanceIncomplete) +
+                      " Error performing maintenance. | User configuration files: 1 could not be "
+                      "deleted, the first: " +
+                      userFolder() + "/corvix.cfg: Directory not empty",
+                  kCompleted}),
+              _dialogs.shown);
+    EXPECT_FALSE(exists(product("Config.txt")));
+}
+
 TEST_F(MaintenanceTasksTest, LoggingLevelIsReadFromBothFilesAndWrittenToTheSecond) {
     // Peeking creates nothing; the view's reading creates both files.
     int item = -1;

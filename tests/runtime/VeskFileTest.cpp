@@ -114,7 +114,8 @@ TEST_F(VeskFileTest, AtomicWriteReplacesWholeOrLeavesTheOldFile) {
     setrlimit(RLIMIT_FSIZE, &saved);
     EXPECT_NE(file.error().find("File too large"), std::string::npos) << file.error();
     EXPECT_EQ(readFile(target), "new\n");
-    EXPECT_EQ(leftovers(), (std::vector<std::string>{"home", "link.cfg", "root", "settings.cfg", "tmp"}));
+    EXPECT_EQ(leftovers(),
+              (std::vector<std::string>{"home", "link.cfg", "root", "settings.cfg", "tmp"}));
 
     mkfifo(tmp("pipe.cfg").c_str(), 0666);
     VeskAtomicFile overFifo(tmp("pipe.cfg"));
