@@ -37,6 +37,8 @@ class QuadenPISSRenderQueueItemOutputModule {
 
     // Writes the module's block as the queue file holds it: "\t\t{", its entries, "\t\t}".
     void WriteToFile(FILE* file) const;
+    // Whether every entry line of the block fits kPISSLongestLine.
+    bool LinesReadBackWhole() const { return _entries.LongestLine("\t\t\t") <= kPISSLongestLine; }
 
     // How an item's list of modules finds the link of each (QuadenPISSEntryList).
     static const sPISSEntryLayout kListLayout;
