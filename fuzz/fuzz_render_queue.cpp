@@ -16,8 +16,8 @@ std::string entryText(const sRenderQueueItemKVPEntry* entry) {
            '\n';
 }
 
-// The queue as text; *moduleless is set when a job has no output module.
-std::string jobsOf(QuadenPISSRenderQueue& queue, bool* moduleless) {
+// The queue as text; *outside is set when a job lies outside the round trip.
+std::string jobsOf(QuadenPISSRenderQueue& queue, bool* outside) {
     std::string text;
     queue.PrepareRenderQueueList();
     while (QuadenPISSRenderQueueItem* item = queue.GetNextRenderQueueItemInList()) {
@@ -26,7 +26,10 @@ std::string jobsOf(QuadenPISSRenderQueue& queue, bool* moduleless) {
              entry = entry->_next) {
             text += entryText(entry);
         }
-        *moduleless = *moduleless || item->NumberOfOutputModulesInList() == 0;
+        // A job without a module, or with a line too long to read back (which the queue refuses
+        // to write), is outside the round trip.
+        *outside = *outside || item->NumberOfOutputModulesInList() == 0 ||
+                      !item->LinesReadBackWhole();
         item->PrepareOuputModuleList();
         while (QuadenPISSRenderQueueItemOutputModule* module = item->GetNextOutputModuleInList()) {
             module->PrepareOMKVPList();
@@ -70,13 +73,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz_begin();
     fuzz_writeFile(queueFile(), data, size);
     std::string loaded;
-    bool moduleless = false;
+    bool outside = false;
     {
         QuadenPISSRenderQueue queue;
         int whole = queue.StartTransaction();
-        loaded = jobsOf(queue, &moduleless);
+        loaded = jobsOf(queue, &outside);
         queue.GetSpecificRenderQueueItemInList(1);
-        if (!whole || moduleless) {
+        if (!whole || outside) {
             // Damage and the reader's designed quirks: only what the rest does is checked.
             queue.MoveRenderQueueItem(2, 1);
             queue.MoveRenderQueueItemToHistory(1);
