@@ -28,8 +28,8 @@ std::string jobsOf(QuadenPISSRenderQueue& queue, bool* outside) {
         }
         // A job without a module, or with a line too long to read back (which the queue refuses
         // to write), is outside the round trip.
-        *outside = *outside || item->NumberOfOutputModulesInList() == 0 ||
-                      !item->LinesReadBackWhole();
+        *outside =
+            *outside || item->NumberOfOutputModulesInList() == 0 || !item->LinesReadBackWhole();
         item->PrepareOuputModuleList();
         while (QuadenPISSRenderQueueItemOutputModule* module = item->GetNextOutputModuleInList()) {
             module->PrepareOMKVPList();
