@@ -104,6 +104,17 @@ std::string fuzz_readFile(const std::string& path) {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+std::vector<std::string> fuzz_split(const std::string& text, char separator, size_t count) {
+    std::vector<std::string> pieces;
+    for (size_t start = 0; start <= text.size() && (count == 0 || pieces.size() < count);) {
+        size_t end = text.find(separator, start);
+        pieces.push_back(text.substr(start, end == std::string::npos ? end : end - start));
+        start = end == std::string::npos ? text.size() + 1 : end + 1;
+    }
+    pieces.resize(count == 0 ? pieces.size() : count);
+    return pieces;
+}
+
 void fuzz_check(bool condition, const char* what) {
     if (!condition) {
         fprintf(stderr, "corvix fuzz: check failed: %s\n", what);

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 // Empties the sandbox and restores the process-wide state; returns the sandbox folder.
 const std::string& fuzz_begin();
@@ -28,6 +29,10 @@ bool fuzz_writeFile(const std::string& path, const uint8_t* data, size_t size);
 bool fuzz_writeFile(const std::string& path, const std::string& text);
 // The file's bytes; empty when it cannot be read.
 std::string fuzz_readFile(const std::string& path);
+
+// text cut at every separator (count 0), or into exactly count pieces (the last ones empty when
+// there are fewer, the rest after the last dropped).
+std::vector<std::string> fuzz_split(const std::string& text, char separator, size_t count = 0);
 
 // Aborts with what when condition is false.
 void fuzz_check(bool condition, const char* what);

@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "FuzzSandbox.h"
 #include "ManifestText.h"
@@ -66,13 +67,8 @@ void fuzz_writeSeeds(const std::string& folder) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string folder = fuzz_begin() + "/work";
-    std::string input(reinterpret_cast<const char*>(data), size);
-    std::string parts[4];
-    for (size_t i = 0, start = 0; i < 4 && start <= input.size(); ++i) {
-        size_t end = input.find('\0', start);
-        parts[i] = input.substr(start, end == std::string::npos ? end : end - start);
-        start = end == std::string::npos ? input.size() + 1 : end + 1;
-    }
+    std::vector<std::string> parts =
+        fuzz_split(std::string(reinterpret_cast<const char*>(data), size), '\0', 4);
     std::string user = ManifestText::element(parts[0]);
     std::string company = ManifestText::element(parts[1]);
     std::string email = ManifestText::element(parts[2]);

@@ -21,12 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz_begin();
     unsigned long small = data[0];
     std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    std::vector<std::string> lines;
-    for (size_t start = 0; start <= text.size();) {
-        size_t end = text.find('\n', start);
-        lines.push_back(text.substr(start, end == std::string::npos ? end : end - start));
-        start = end == std::string::npos ? text.size() + 1 : end + 1;
-    }
+    std::vector<std::string> lines = fuzz_split(text, '\n');
     std::vector<char> large(text.size() * 2 + 16, 'x');
     fuzz_check(RenderController::deserializeParameterVector(&lines, large.data(), large.size()),
                "the line expression did not compile");

@@ -30,17 +30,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     RenderController controller(file.c_str());
     controller.getRendererName();
     controller.handlesExtension("c4d");
-    std::string text(reinterpret_cast<const char*>(data), size);
-    for (size_t start = 0; start < text.size();) {
-        size_t end = text.find('\n', start);
-        std::string line = text.substr(start, end == std::string::npos ? end : end - start);
+    for (const std::string& line :
+         fuzz_split(std::string(reinterpret_cast<const char*>(data), size), '\n')) {
         controller.processInput(line.c_str());
         RenderControllerState* state = controller.getCurrentState();
         if (state != nullptr) {
             fuzz_check(controller.switchToState(state->getName().c_str()),
                        "the current state cannot be switched to");
         }
-        start = end == std::string::npos ? text.size() : end + 1;
     }
     controller.switchToState("primary.monitor");
     return 0;

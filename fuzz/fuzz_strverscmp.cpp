@@ -2,6 +2,7 @@
 // gives 0 for equal text and is transitive, except for the designed pair of two empty strings,
 // each of which is less than the other.
 #include <string>
+#include <vector>
 
 #include "FuzzSandbox.h"
 #include "VersionCompare.h"
@@ -20,13 +21,8 @@ void fuzz_writeSeeds(const std::string& folder) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    std::string input(reinterpret_cast<const char*>(data), size);
-    std::string parts[3];
-    for (size_t i = 0, start = 0; i < 3 && start <= input.size(); ++i) {
-        size_t end = input.find('\0', start);
-        parts[i] = input.substr(start, end == std::string::npos ? end : end - start);
-        start = end == std::string::npos ? input.size() + 1 : end + 1;
-    }
+    std::vector<std::string> parts =
+        fuzz_split(std::string(reinterpret_cast<const char*>(data), size), '\0', 3);
     const std::string& a = parts[0];
     const std::string& b = parts[1];
     const std::string& c = parts[2];
