@@ -9,19 +9,14 @@
 
 void fuzz_writeSeeds(const std::string& folder) {
     fuzz_seed(folder, "machine",
-              "<renderer name=\"Cinema\"><extension>c4d</extension>"
-              "<executable>/nowhere/cinema</executable>"
-              "<state name=\"idle\"><transition to=\"rendering\"><stringmatch>^Rendering started"
-              "</stringmatch></transition></state>"
-              "<state name=\"rendering\" default=\"1\">"
-              "<error mode=\"fail\"><stringmatch>Error</stringmatch></error>"
-              "<framerender mode=\"frame\"><extraction>^Frame ([0-9]+)</extraction>"
-              "<stringmatch></stringmatch></framerender>"
-              "<completion to=\"idle\"><stringmatch>^Finished</stringmatch></completion>"
-              "</state>"
-              "<monitor><transition to=\"aborted\"><stringmatch>^ABORT</stringmatch></transition>"
-              "</monitor></renderer>\n"
-              "Frame 12 Error\nFinished\nABORT\nRendering started\n");
+              "<renderer name=\"Prism\"><executable>/bin/sh</executable>"
+              "<state name=\"wait\"><transition to=\"run\"><stringmatch>^Start"
+              "</stringmatch></transition></state><state name=\"run\" default=\"1\">"
+              "<framerender mode=\"f\"><extraction>^Frame ([0-9]+) </extraction></framerender>"
+              "<error mode=\"e\"><stringmatch>failed</stringmatch></error>"
+              "<completion to=\"wait\"><stringmatch>^Done</stringmatch></completion></state>"
+              "<monitor><transition to=\"stop\"><stringmatch>^KILL</stringmatch></transition>"
+              "</monitor></renderer>\nFrame 7 failed\nDone\nKILL\nStart\n");
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

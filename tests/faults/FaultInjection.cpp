@@ -71,6 +71,11 @@ F next(const char* name) {
     return reinterpret_cast<F>(dlsym(RTLD_NEXT, name));
 }
 #define REAL(name) static auto real_##name = next<decltype(&::name)>(#name)
+// The body of an interposer: when condition holds the call is counted (of path, when it names
+// one), and the one to fail gives -1 with errno set; any other goes to the real function.
+#define FAIL_OR_CALL(name, condition, kind, path, ...) \
+    REAL(name);                                        \
+    return (condition) && failHere(kind, path) ? -1 : real_##name(__VA_ARGS__)
 
 void track(int fd, Tracked state) {
     if (fd >= 0 && fd < kMaxDescriptors) {
@@ -82,6 +87,10 @@ Tracked trackedAs(int fd) {
     return fd >= 0 && fd < kMaxDescriptors && g_enabled && !t_busy
                ? static_cast<Tracked>(__atomic_load_n(&g_descriptors[fd], __ATOMIC_RELAXED))
                : kUntracked;
+}
+
+bool writing(int fd) {
+    return trackedAs(fd) == kWriting;
 }
 
 // Whether path (relative to dirfd) lies below the sandbox folder.
@@ -401,112 +410,51 @@ int mkostemps(char* pattern, int suffix, int flags) {
 
 char* mkdtemp(char* pattern) {
     REAL(mkdtemp);
-    if (below(AT_FDCWD, pattern) && failHere(kMkdir, pattern)) {
-        return nullptr;
-    }
-    return real_mkdtemp(pattern);
+    return below(AT_FDCWD, pattern) && failHere(kMkdir, pattern) ? nullptr : real_mkdtemp(pattern);
 }
 
 ssize_t write(int fd, const void* buffer, size_t size) {
-    REAL(write);
-    if (trackedAs(fd) == kWriting && failHere(kWrite)) {
-        return -1;
-    }
-    return real_write(fd, buffer, size);
+    FAIL_OR_CALL(write, writing(fd), kWrite, nullptr, fd, buffer, size);
 }
-
 ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset) {
-    REAL(pwrite);
-    if (trackedAs(fd) == kWriting && failHere(kWrite)) {
-        return -1;
-    }
-    return real_pwrite(fd, buffer, size, offset);
+    FAIL_OR_CALL(pwrite, writing(fd), kWrite, nullptr, fd, buffer, size, offset);
 }
-
 ssize_t pwrite64(int fd, const void* buffer, size_t size, off64_t offset) {
-    REAL(pwrite64);
-    if (trackedAs(fd) == kWriting && failHere(kWrite)) {
-        return -1;
-    }
-    return real_pwrite64(fd, buffer, size, offset);
+    FAIL_OR_CALL(pwrite64, writing(fd), kWrite, nullptr, fd, buffer, size, offset);
 }
-
 ssize_t writev(int fd, const struct iovec* vector, int count) {
-    REAL(writev);
-    if (trackedAs(fd) == kWriting && failHere(kWrite)) {
-        return -1;
-    }
-    return real_writev(fd, vector, count);
+    FAIL_OR_CALL(writev, writing(fd), kWrite, nullptr, fd, vector, count);
 }
-
 ssize_t pwritev(int fd, const struct iovec* vector, int count, off_t offset) {
-    REAL(pwritev);
-    if (trackedAs(fd) == kWriting && failHere(kWrite)) {
-        return -1;
-    }
-    return real_pwritev(fd, vector, count, offset);
+    FAIL_OR_CALL(pwritev, writing(fd), kWrite, nullptr, fd, vector, count, offset);
 }
-
 int ftruncate(int fd, off_t length) {
-    REAL(ftruncate);
-    if (trackedAs(fd) == kWriting && failHere(kWrite)) {
-        return -1;
-    }
-    return real_ftruncate(fd, length);
+    FAIL_OR_CALL(ftruncate, writing(fd), kWrite, nullptr, fd, length);
 }
-
 int ftruncate64(int fd, off64_t length) {
-    REAL(ftruncate64);
-    if (trackedAs(fd) == kWriting && failHere(kWrite)) {
-        return -1;
-    }
-    return real_ftruncate64(fd, length);
+    FAIL_OR_CALL(ftruncate64, writing(fd), kWrite, nullptr, fd, length);
 }
-
 ssize_t sendfile(int out, int in, off_t* offset, size_t count) {
-    REAL(sendfile);
-    if (trackedAs(out) == kWriting && failHere(kWrite)) {
-        return -1;
-    }
-    return real_sendfile(out, in, offset, count);
+    FAIL_OR_CALL(sendfile, writing(out), kWrite, nullptr, out, in, offset, count);
 }
-
 ssize_t sendfile64(int out, int in, off64_t* offset, size_t count) {
-    REAL(sendfile64);
-    if (trackedAs(out) == kWriting && failHere(kWrite)) {
-        return -1;
-    }
-    return real_sendfile64(out, in, offset, count);
+    FAIL_OR_CALL(sendfile64, writing(out), kWrite, nullptr, out, in, offset, count);
 }
-
 ssize_t copy_file_range(int in, off64_t* inOffset, int out, off64_t* outOffset, size_t length,
                         unsigned int flags) {
-    REAL(copy_file_range);
-    if (trackedAs(out) == kWriting && failHere(kCopy)) {
-        return -1;
-    }
-    return real_copy_file_range(in, inOffset, out, outOffset, length, flags);
+    FAIL_OR_CALL(copy_file_range, writing(out), kCopy, nullptr, in, inOffset, out, outOffset,
+                 length, flags);
 }
-
 int fsync(int fd) {
-    REAL(fsync);
-    if (trackedAs(fd) != kUntracked && failHere(kFsync)) {
-        return -1;
-    }
-    return real_fsync(fd);
+    FAIL_OR_CALL(fsync, trackedAs(fd) != kUntracked, kFsync, nullptr, fd);
 }
-
 int fdatasync(int fd) {
-    REAL(fdatasync);
-    if (trackedAs(fd) != kUntracked && failHere(kFsync)) {
-        return -1;
-    }
-    return real_fdatasync(fd);
+    FAIL_OR_CALL(fdatasync, trackedAs(fd) != kUntracked, kFsync, nullptr, fd);
 }
 
 int close(int fd) {
     REAL(close);
-    bool fail = trackedAs(fd) == kWriting && failHere(kClose);
+    bool fail = writing(fd) && failHere(kClose);
     track(fd, kUntracked);
     int error = errno;
     int result = real_close(fd);
@@ -518,75 +466,33 @@ int close(int fd) {
 }
 
 int rename(const char* from, const char* to) {
-    REAL(rename);
-    if ((below(AT_FDCWD, from) || below(AT_FDCWD, to)) && failHere(kRename, from)) {
-        return -1;
-    }
-    return real_rename(from, to);
+    FAIL_OR_CALL(rename, below(AT_FDCWD, from) || below(AT_FDCWD, to), kRename, from, from, to);
 }
-
 int renameat(int fromDir, const char* from, int toDir, const char* to) {
-    REAL(renameat);
-    if ((below(fromDir, from) || below(toDir, to)) && failHere(kRename, from)) {
-        return -1;
-    }
-    return real_renameat(fromDir, from, toDir, to);
+    FAIL_OR_CALL(renameat, below(fromDir, from) || below(toDir, to), kRename, from, fromDir, from,
+                 toDir, to);
 }
-
 int renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned int flags) {
-    REAL(renameat2);
-    if ((below(fromDir, from) || below(toDir, to)) && failHere(kRename, from)) {
-        return -1;
-    }
-    return real_renameat2(fromDir, from, toDir, to, flags);
+    FAIL_OR_CALL(renameat2, below(fromDir, from) || below(toDir, to), kRename, from, fromDir, from,
+                 toDir, to, flags);
 }
-
 int mkdir(const char* path, mode_t mode) {
-    REAL(mkdir);
-    if (below(AT_FDCWD, path) && failHere(kMkdir, path)) {
-        return -1;
-    }
-    return real_mkdir(path, mode);
+    FAIL_OR_CALL(mkdir, below(AT_FDCWD, path), kMkdir, path, path, mode);
 }
-
 int mkdirat(int dirfd, const char* path, mode_t mode) {
-    REAL(mkdirat);
-    if (below(dirfd, path) && failHere(kMkdir, path)) {
-        return -1;
-    }
-    return real_mkdirat(dirfd, path, mode);
+    FAIL_OR_CALL(mkdirat, below(dirfd, path), kMkdir, path, dirfd, path, mode);
 }
-
 int unlink(const char* path) {
-    REAL(unlink);
-    if (below(AT_FDCWD, path) && failHere(kRemove, path)) {
-        return -1;
-    }
-    return real_unlink(path);
+    FAIL_OR_CALL(unlink, below(AT_FDCWD, path), kRemove, path, path);
 }
-
 int unlinkat(int dirfd, const char* path, int flags) {
-    REAL(unlinkat);
-    if (below(dirfd, path) && failHere(kRemove, path)) {
-        return -1;
-    }
-    return real_unlinkat(dirfd, path, flags);
+    FAIL_OR_CALL(unlinkat, below(dirfd, path), kRemove, path, dirfd, path, flags);
 }
-
 int rmdir(const char* path) {
-    REAL(rmdir);
-    if (below(AT_FDCWD, path) && failHere(kRemove, path)) {
-        return -1;
-    }
-    return real_rmdir(path);
+    FAIL_OR_CALL(rmdir, below(AT_FDCWD, path), kRemove, path, path);
 }
-
 int remove(const char* path) {
-    REAL(remove);
-    if (below(AT_FDCWD, path) && failHere(kRemove, path)) {
-        return -1;
-    }
-    return real_remove(path);
+    FAIL_OR_CALL(remove, below(AT_FDCWD, path), kRemove, path, path);
 }
 
 }  // extern "C"
