@@ -26,6 +26,7 @@
 #endif
 
 const char* const PackageJob::kErrorTitle = "Error creating suppport package.";
+const char* const PackageJob::kDefaultArchiveName = "CorvixSupport.zip";
 
 namespace {
 

@@ -70,6 +70,8 @@ struct PackagePlanRow {
 class PackageJob {
   public:
     static const char* const kErrorTitle;
+    // The archive's name that both front ends propose on the Desktop: "CorvixSupport.zip".
+    static const char* const kDefaultArchiveName;
 
     // Runs the whole job for request. observer and cancel may be null. The request is checked
     // first (checkRequest); a refused request fails before anything is collected.

@@ -21,7 +21,6 @@
 
 namespace {
 
-const char kDefaultArchiveName[] = "CorvixSupport.zip";
 // A comment file is text someone wrote: 4 MiB is far beyond any, and bounds the manifest.
 const size_t kCommentFileLimit = 4u << 20;
 
@@ -131,7 +130,7 @@ bool resolveOutput(const PackageOptions& options, std::string* archive, CliConte
         *failure = kCliFailure;
         return false;
     }
-    *archive = desktop + "/" + kDefaultArchiveName;
+    *archive = desktop + "/" + PackageJob::kDefaultArchiveName;
     return true;
 }
 

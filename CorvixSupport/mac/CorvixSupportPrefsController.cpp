@@ -1,7 +1,7 @@
 #include "CorvixSupportPrefsController.h"
 
 #include <QDialog>
-#include <QTableWidget>
+#include <QTableView>
 
 #include <string>
 
@@ -89,11 +89,12 @@ void CorvixSupportPrefsController::loadNib() {
     _packageWindow = new QDialog;
     _package->setupUi(_packageWindow);
     awakeFromNib();
+    awakeSupportView(support);
 }
 
 void CorvixSupportPrefsController::awakeFromNib() {
     _attachedFiles.clear();
-    QTableWidget* attachments = _package->_attachments;
+    QTableView* attachments = _package->_attachments;
     const int filename = columnWithIdentifier(attachments, "filename");
     if (filename >= 0) {
         attachments->setItemDelegateForColumn(filename, new ImageAndTextCell(attachments));

@@ -16,11 +16,13 @@
 #include "QtWindowDialogs.h"
 #include "TabbedPrefsWindowController.h"
 
+class AttachmentsTableModel;
 class NSDarkView;
 class QDialog;
 namespace Ui {
 class InfoView;
 class PackageWindow;
+class SupportView;
 }  // namespace Ui
 // The Maintenance view's.
 class CprSweepWorker;
@@ -55,9 +57,60 @@ class CorvixSupportPrefsController : public TabbedPrefsWindowController {
     // Full paths of the files attached to the package, in the order added.
     const QStringList& fileAttachments() const { return _attachedFiles; }
 
+    // ---- The Support view and the package panel (CorvixSupportPrefsControllerSupport.cpp) ----
+    // The panel's values as last confirmed (name, company, e-mail address, the comment as plain
+    // text); a null string for a field left empty. The setters fill the panel's fields too.
+    static const char* const kInvalidEmailTitle;
+    static const char* const kAttachPanelTitle;
+    const QString& company() const { return _company; }
+    void setCompany(const QString& company);
+    const QString& email() const { return _email; }
+    void setEmail(const QString& email);
+    const QString& comment() const { return _comment; }
+    void setComment(const QString& comment);
+    bool packageInfoIsValid() const { return _packageInfoIsValid; }
+
+    // The e-mail field's check: a null or empty value passes; any other passes when
+    // isValidEmailAddress accepts it, else *error is "Invalid email address".
+    static bool validateEmail(const QString& value, QString* error);
+    // The core's e-mail check on the address's UTF-8 bytes; false for a null string.
+    static bool isValidEmailAddress(const QString& address);
+
+    // Appends path to the attached files; the same path may be attached more than once.
+    void addToAttachmentTable(const QString& path);
+    // The open panel's answer: paths (in the panel's order) for returnCode 1, nothing for 0.
+    void openPanelDidEnd(const QStringList& paths, int returnCode);
+
+  public slots:
+    // Opens the package panel, unless it is already on screen: comment and attachments cleared,
+    // name, company and e-mail kept.
+    void createSupportPackage();
+    // The panel's confirm button: refuses an invalid e-mail address (alert, the panel stays
+    // open); else keeps the panel's values, closes it and emits makePackage.
+    void makePackageAction();
+    // Closes the panel; nothing else changes.
+    void cancelPackageCreation();
+    // Asks for files to attach (several at once; files only).
+    void addAttachment();
+    // Removes every copy of each selected row's path, then clears the selection.
+    void removeAttachment();
+    void showPrivacyInfo();
+
   signals:
-    // The user confirmed the package panel: the application makes the package.
-    void makePackage();
+    // The user confirmed the package panel: the application makes the package from prefWindow's
+    // values.
+    void makePackage(CorvixSupportPrefsController* prefWindow);
+
+  private:
+    // Connects the Support view's and the package panel's controls and the attachments table.
+    void awakeSupportView(const Ui::SupportView& supportView);
+
+    QString _email;
+    QString _company;
+    QString _comment;
+    bool _packageInfoIsValid = false;
+    AttachmentsTableModel* _attachmentsModel = nullptr;
+    // ---- end of the Support view ----
 
   protected:
     void setupToolbar() override;

@@ -4,6 +4,8 @@
 #include <QTimer>
 #include <QWidget>
 
+#include <cstdio>
+
 PaintWatcher::PaintWatcher(QWidget* widget, QObject* parent) : QObject(parent), _widget(widget) {
     _widget->installEventFilter(this);
 }
@@ -14,4 +16,14 @@ bool PaintWatcher::eventFilter(QObject* watched, QEvent* event) {
         QTimer::singleShot(0, this, &PaintWatcher::painted);
     }
     return QObject::eventFilter(watched, event);
+}
+
+void PaintWatcher::reportFrameWhenPainted(QWidget* widget) {
+    auto* watcher = new PaintWatcher(widget, widget);
+    QObject::connect(watcher, &PaintWatcher::painted, widget, [widget]() {
+        const QRect frame = widget->frameGeometry();
+        std::printf("shown %d %d %d %d\n", frame.x(), frame.y(), frame.width(), frame.height());
+        std::fflush(stdout);
+    });
+    widget->update();
 }

@@ -15,6 +15,10 @@ class PaintWatcher : public QObject {
   public:
     explicit PaintWatcher(QWidget* widget, QObject* parent = nullptr);
 
+    // Prints "shown X Y WIDTH HEIGHT" (widget's frame) on standard output once widget has been
+    // painted (asking for a paint now), for the scripts that wait to capture it.
+    static void reportFrameWhenPainted(QWidget* widget);
+
   signals:
     void painted();
 

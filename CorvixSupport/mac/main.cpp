@@ -8,6 +8,10 @@
 //   --sweep FOLDER      after start, show Maintenance and sweep FOLDER (and its subfolders) as
 //                       the find-and-delete button would; once the sweep's panel is on screen
 //                       print "shown X Y WIDTH HEIGHT" (the panel's frame)
+//   --package-form FILE, --package-to PATH
+//                       the package panel filled from FILE, then (with PATH) the progress panel
+//                       of a package saved there; their frame is printed as above
+//                       (PackageShowcase.h)
 // With the environment variable CORVIX_STARTUP_CLOCK set, the wall-clock time of the first paint
 // (microseconds since 1970) is printed on standard error as "first paint at N".
 #include <QAbstractButton>
@@ -24,6 +28,7 @@
 #include "CorvixSupportPrefsController.h"
 #include "DarkTheme.h"
 #include "NSDarkToolBar.h"
+#include "PackageShowcase.h"
 #include "PaintWatcher.h"
 #include "WindowDiagnostics.h"
 
@@ -45,27 +50,14 @@ void showViewAndReport(CorvixSupportPrefsController* prefs, const QString& view)
         return;
     }
     QWidget* window = prefs->window();
-    QObject::connect(prefs, &TabbedPrefsWindowController::resizeFinished, window, [window]() {
-        auto* watcher = new PaintWatcher(window, window);
-        QObject::connect(watcher, &PaintWatcher::painted, window, [window]() {
-            const QRect frame = window->frameGeometry();
-            std::printf("shown %d %d %d %d\n", frame.x(), frame.y(), frame.width(), frame.height());
-            std::fflush(stdout);
-        });
-        window->update();
-    });
+    QObject::connect(prefs, &TabbedPrefsWindowController::resizeFinished, window,
+                     [window]() { PaintWatcher::reportFrameWhenPainted(window); });
     button->click();
 }
 
 // Shows Maintenance, sweeps folder, and reports the sweep panel's frame once it is painted.
 void sweepAndReport(CorvixSupportPrefsController* prefs, const QString& folder) {
-    QWidget* panel = prefs->progressPanel();
-    auto* watcher = new PaintWatcher(panel, panel);
-    QObject::connect(watcher, &PaintWatcher::painted, panel, [panel]() {
-        const QRect frame = panel->frameGeometry();
-        std::printf("shown %d %d %d %d\n", frame.x(), frame.y(), frame.width(), frame.height());
-        std::fflush(stdout);
-    });
+    PaintWatcher::reportFrameWhenPainted(prefs->progressPanel());
     if (auto* button = prefs->darkToolbar()->findChild<QAbstractButton*>("Maintenance")) {
         button->click();
     }
@@ -85,10 +77,13 @@ int main(int argc, char* argv[]) {
     QCommandLineParser parser;
     const QCommandLineOption quitWhenShown = hiddenOption("quit-when-shown");
     const QCommandLineOption view = hiddenOption("view", "NAME");
+    const QCommandLineOption packageForm = hiddenOption("package-form", "FILE");
+    const QCommandLineOption packageTo = hiddenOption("package-to", "PATH");
     parser.addOption(quitWhenShown);
     parser.addOption(view);
     const QCommandLineOption sweep = hiddenOption("sweep", "FOLDER");
     parser.addOption(sweep);
+    parser.addOptions({packageForm, packageTo});
     parser.addHelpOption();
     parser.process(application);
 
@@ -111,6 +106,11 @@ int main(int argc, char* argv[]) {
             QCoreApplication::exit(0);
         } else if (parser.isSet(sweep)) {
             sweepAndReport(prefs, parser.value(sweep));
+        } else if (parser.isSet(packageForm)) {
+            if (!PackageShowcase::show(controller, parser.value(packageForm),
+                                       parser.value(packageTo))) {
+                QCoreApplication::exit(2);
+            }
         } else if (parser.isSet(view)) {
             // The first view's animation runs on; the chosen one follows it.
             showViewAndReport(prefs, parser.value(view));

@@ -1,8 +1,6 @@
 // corvix-support logging: what the verb adds in-process (the level's names, exit codes, messages,
 // creating nothing to show the level), and concurrent runs of the real binary.
-#include <spawn.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -10,19 +8,14 @@
 #include <vector>
 
 #include "CliTest.h"
-#include "TestEnvironment.h"
 
-using corvix_test::exists;
-using corvix_test::readFile;
-using corvix_test::writeFile;
+using namespace corvix_test;
 
 namespace {
 
-class LoggingCommandTest : public corvix_test::CliTest {
+class LoggingCommandTest : public CliTest {
   protected:
-    std::string config(const char* name) const {
-        return home() + "/.config/Orvanta/Corvix/" + name;
-    }
+    std::string config(const char* name) const { return userFolder() + name; }
     int logging(const char* level = nullptr) {
         return cli("logging", level ? std::vector<std::string>{level} : std::vector<std::string>{});
     }
@@ -47,7 +40,7 @@ TEST_F(LoggingCommandTest, ShowsAndSetsTheLevelAndNeverTouchesTheFirstFile) {
 
 // A FIFO where a file belongs: an answer at once, naming it, and exit 1.
 TEST_F(LoggingCommandTest, FifosAreRefusedAtOnce) {
-    corvix_test::makeDirs(config(""));
+    makeDirs(userFolder());
     for (const char* name : {"corvix.cfg", "CorvixPro2.cfg"}) {
         unlink(config(name).c_str());
         ASSERT_EQ(0, mkfifo(config(name).c_str(), 0600));
@@ -74,20 +67,10 @@ TEST_F(LoggingCommandTest, ConcurrentRunsKeepEveryOtherKey) {
     text.replace(text.find("\ncorvix.processes=default\n"), 26, "\ncorvix.processes=7\n");
     writeFile(file, text);
     for (int pair = 0; pair < 100; ++pair) {
-        std::vector<pid_t> children;
-        for (const char* level : {"on", "dev"}) {
-            // posix_spawn, not fork: copying a sanitizer build's address space takes long.
-            const char* argv[] = {CORVIX_SUPPORT_BINARY, "logging", level, nullptr};
-            pid_t child = -1;
-            ASSERT_EQ(0, posix_spawn(&child, CORVIX_SUPPORT_BINARY, nullptr, nullptr,
-                                     const_cast<char* const*>(argv), environ));
-            children.push_back(child);
-        }
-        for (pid_t child : children) {
-            int status = 0;
-            ASSERT_EQ(child, waitpid(child, &status, 0));
-            ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "pair " << pair;
-        }
+        pid_t on = spawn({"logging", "on"});
+        pid_t dev = spawn({"logging", "dev"});
+        ASSERT_EQ(0, exitCode(on)) << "pair " << pair;
+        ASSERT_EQ(0, exitCode(dev)) << "pair " << pair;
         text = readFile(file);
         ASSERT_NE(std::string::npos, text.find("\ncorvix.processes=7\n")) << "pair " << pair;
         ASSERT_NE(std::string::npos, text.find("\ncorvix.logging=1\n")) << "pair " << pair;

@@ -1,6 +1,6 @@
 #include "TestEnvironment.h"
 
-#include <ftw.h>
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -12,19 +12,25 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 #include "FixtureFiles.h"
+#include "VeskLog.h"
 #include "VeskPlatform.h"
 
 namespace corvix_test {
 
+namespace {
+
+void setOrUnset(const std::string& name, const std::optional<std::string>& value) {
+    value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+}
+
+}  // namespace
+
 ScopedEnv::~ScopedEnv() {
     for (const auto& [name, value] : _saved) {
-        if (value) {
-            setenv(name.c_str(), value->c_str(), 1);
-        } else {
-            unsetenv(name.c_str());
-        }
+        setOrUnset(name, value);
     }
 }
 
@@ -33,42 +39,24 @@ void ScopedEnv::set(const std::string& name, const std::optional<std::string>& v
         const char* old = getenv(name.c_str());
         _saved[name] = old ? std::optional<std::string>(old) : std::nullopt;
     }
-    if (value) {
-        setenv(name.c_str(), value->c_str(), 1);
-    } else {
-        unsetenv(name.c_str());
-    }
+    setOrUnset(name, value);
 }
 
 TempDir::TempDir() {
     const char* base = getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/corvix-test-XXXXXX";
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    if (!mkdtemp(buffer.data())) {
+    _path = std::string(base && *base ? base : "/tmp") + "/corvix-test-XXXXXX";
+    if (!mkdtemp(_path.data())) {
         ADD_FAILURE() << "mkdtemp failed: " << strerror(errno);
+        _path.clear();
     }
-    _path = buffer.data();
 }
 
 TempDir::~TempDir() {
-    if (_path.empty()) {
-        return;
+    // Folders are made writable first, so that tests of unwritable folders clean up too; rm
+    // takes trees deeper than any path buffer.
+    if (!_path.empty()) {
+        runCommand("chmod -R u+rwx '" + _path + "' 2>/dev/null; rm -rf '" + _path + "'");
     }
-    // Make every folder writable first, so that tests of unwritable folders clean up too.
-    nftw(
-        _path.c_str(),
-        [](const char* p, const struct stat* st, int type, struct FTW*) {
-            if (type == FTW_D || type == FTW_DNR) {
-                chmod(p, (st->st_mode & 07777) | 0700);
-            }
-            return 0;
-        },
-        32, FTW_PHYS);
-    nftw(
-        _path.c_str(),
-        [](const char* p, const struct stat*, int, struct FTW*) { return remove(p) == 0 ? 0 : 0; },
-        32, FTW_DEPTH | FTW_PHYS);
 }
 
 void SandboxTest::SetUp() {
@@ -85,6 +73,24 @@ void SandboxTest::SetUp() {
 
 void SandboxTest::TearDown() {
     vesk_setMachineRoot("");
+}
+
+ProductLog::ProductLog(std::string path, bool developerLines) : _path(std::move(path)) {
+    VeskLoggingEnabled = 1;
+    VeskDevLoggingEnabled = developerLines;
+    VeskThreadLoggingEnabled = 0;
+    initializeVeskLogging(const_cast<char*>(_path.c_str()));
+}
+
+ProductLog::~ProductLog() {
+    VeskLoggingInitialized = 0;
+    cleanupVeskLogging();
+    VeskDevLoggingEnabled = 0;
+    VeskThreadLoggingEnabled = 1;
+}
+
+std::string ProductLog::text() const {
+    return exists(_path) ? readFile(_path) : std::string();
 }
 
 void makeDirs(const std::string& path) {
@@ -123,6 +129,24 @@ std::vector<std::string> readLines(const std::string& path) {
         lines.push_back(line);
     }
     return lines;
+}
+
+void makeDeepTree(const std::string& top, int depth) {
+    // Built relative to each folder: the whole path would not fit any path buffer.
+    makeDirs(top);
+    int fd = open(top.c_str(), O_RDONLY | O_DIRECTORY);
+    for (int i = 0; i < depth && fd >= 0; ++i) {
+        mkdirat(fd, "d", 0777);
+        int next = openat(fd, "d", O_RDONLY | O_DIRECTORY);
+        close(fd);
+        fd = next;
+    }
+    if (fd < 0) {
+        ADD_FAILURE() << "cannot make a tree " << depth << " folders deep below " << top;
+        return;
+    }
+    close(openat(fd, "frame", O_WRONLY | O_CREAT, 0666));
+    close(fd);
 }
 
 int runCommand(const std::string& command, std::string* output) {

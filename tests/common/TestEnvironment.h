@@ -55,9 +55,32 @@ class SandboxTest : public ::testing::Test {
     std::string tmp(const std::string& relative = "") const {
         return relative.empty() ? _tmp.path() : _tmp / relative;
     }
+    // A product generation's machine-wide folder ("CorvixPro" or "CorvixPro2") below the root,
+    // and the user's folder of logs and configuration files; both end in "/".
+    std::string productFolder(const std::string& generation = "CorvixPro2") const {
+        return root() + "/Library/Application Support/Orvanta Software/" + generation + "/";
+    }
+    std::string userFolder() const { return home() + "/.config/Orvanta/Corvix/"; }
 
     TempDir _tmp;
     ScopedEnv _env;
+};
+
+// The product log written to path while the object lives, its lines without the thread field;
+// developer lines only with developerLines.
+class ProductLog {
+  public:
+    explicit ProductLog(std::string path, bool developerLines = false);
+    ~ProductLog();
+    ProductLog(const ProductLog&) = delete;
+    ProductLog& operator=(const ProductLog&) = delete;
+
+    // Everything written so far ("" before the first line).
+    std::string text() const;
+    bool has(const std::string& piece) const { return text().find(piece) != std::string::npos; }
+
+  private:
+    std::string _path;
 };
 
 // File helpers for fixtures. All abort the test (via ADD_FAILURE) on I/O errors.
@@ -66,6 +89,9 @@ void writeFile(const std::string& path, const std::string& contents);
 std::string readFile(const std::string& path);
 bool exists(const std::string& path);
 std::vector<std::string> readLines(const std::string& path);
+// A chain of depth folders named "d" below top, with an empty file "frame" at the bottom: a tree
+// whose full paths no path buffer holds.
+void makeDeepTree(const std::string& top, int depth);
 // Runs a shell command line; returns its exit status and fills output with standard output.
 int runCommand(const std::string& command, std::string* output = nullptr);
 

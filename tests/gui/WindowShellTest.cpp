@@ -7,7 +7,7 @@
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
-#include <QTableWidget>
+#include <QTableView>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
@@ -22,7 +22,6 @@
 #include "GuiTest.h"
 #include "ImageAndTextCell.h"
 #include "NSDarkToolBar.h"
-#include "RecordingWindowDialogs.h"
 
 namespace {
 
@@ -170,21 +169,6 @@ class WindowShellTest : public QObject {
         QCOMPARE(TabbedPrefsWindowController::sharedPrefsWindowController(), _prefs);
     }
 
-    void makePackageAsksWhereToSaveOnTheDesktop() {
-        RecordingWindowDialogs dialogs;
-        dialogs.saveAnswers << "/somewhere/case.zip";
-        _prefs->setDialogs(&dialogs);
-        emit _prefs->makePackage();
-        _prefs->setDialogs(nullptr);
-
-        QCOMPARE(dialogs.calls.size(), 1);
-        const auto* save = std::get_if<SavePanelOptions>(&dialogs.calls[0]);
-        QVERIFY(save != nullptr);
-        QCOMPARE(save->directory, _home->path() + "/Desktop");
-        QCOMPARE(save->fileName, QString("CorvixSupport.zip"));
-        QVERIFY(save->canCreateDirectories);
-    }
-
     void thePackagePanelIsPrepared() {
         auto* panel = find<QDialog>("_packageWindow");
         QCOMPARE(panel->palette().color(QPalette::Window),
@@ -196,7 +180,7 @@ class WindowShellTest : public QObject {
         QCOMPARE(panel->findChild<QLineEdit*>("_nameField")->palette().color(QPalette::Text),
                  label);
         QVERIFY(!panel->findChild<QTextEdit*>("_textView")->acceptRichText());
-        auto* attachments = panel->findChild<QTableWidget*>("_attachments");
+        auto* attachments = panel->findChild<QTableView*>("_attachments");
         QVERIFY(qobject_cast<ImageAndTextCell*>(attachments->itemDelegateForColumn(0)));
         QVERIFY(!qobject_cast<ImageAndTextCell*>(attachments->itemDelegateForColumn(1)));
         QVERIFY(_prefs->fileAttachments().isEmpty());

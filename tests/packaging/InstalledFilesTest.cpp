@@ -15,10 +15,7 @@
 #include "CliMain.h"
 #include "TestEnvironment.h"
 
-using corvix_test::makeDirs;
-using corvix_test::readFile;
-using corvix_test::runCommand;
-using corvix_test::writeFile;
+using namespace corvix_test;
 
 namespace {
 
@@ -80,7 +77,7 @@ std::string quoted(const std::string& s) {
     return "'" + s + "'";
 }
 
-class InstalledFilesTest : public corvix_test::SandboxTest {
+class InstalledFilesTest : public SandboxTest {
   protected:
     // What the completion offers for each line (the text before the cursor) in the folder
     // <tmp>/work, run the way bash does: split into words, "=" a word of its own, a trailing
@@ -149,31 +146,12 @@ TEST_F(InstalledFilesTest, ManualPageShowsEveryVerbWithItsOptions) {
     }
 }
 
-TEST_F(InstalledFilesTest, CompletionOffersEveryVerbAndOption) {
-    const std::vector<Command> commands = liveCommands();
-    makeDirs(tmp("work"));
-    std::vector<std::string> lines;
-    for (const Command& command : commands) {
-        lines.push_back(command._line + " ");
-        lines.push_back(command._line + " -");
-    }
-    std::map<std::string, std::set<std::string>> offered = complete(lines);
-    for (const Command& command : commands) {
-        SCOPED_TRACE(command._line);
-        for (const std::string& verb : command._verbs) {
-            EXPECT_EQ(1u, offered[command._line + " "].count(verb)) << verb;
-        }
-        for (const std::string& option : command._options) {
-            EXPECT_EQ(1u, offered[command._line + " -"].count(option)) << option;
-        }
-    }
-}
-
-TEST_F(InstalledFilesTest, CompletionOffersWhatValuesAndArgumentsTake) {
+// Every verb and option of the live definition is offered, and values and arguments complete as
+// they take: the level's names, files, folders, nothing for free text.
+TEST_F(InstalledFilesTest, CompletionOffersEveryVerbOptionAndValue) {
     makeDirs(tmp("work/Projects"));
     writeFile(tmp("work/notes.txt"), "");
     const std::set<std::string> files{"Projects/", "notes.txt"};
-    const std::set<std::string> packageOptions = {"-o", "--output", "--dry-run"};
     const struct {
         std::string line;
         std::set<std::string> expected;
@@ -192,11 +170,25 @@ TEST_F(InstalledFilesTest, CompletionOffersWhatValuesAndArgumentsTake) {
         {"corvix-support renderers pin Name ", files},
         {"corvix-support renderers list --j", {"--json"}},
     };
+    const std::vector<Command> commands = liveCommands();
     std::vector<std::string> lines;
+    for (const Command& command : commands) {
+        lines.push_back(command._line + " ");
+        lines.push_back(command._line + " -");
+    }
     for (const auto& c : cases) {
         lines.push_back(c.line);
     }
     std::map<std::string, std::set<std::string>> offered = complete(lines);
+    for (const Command& command : commands) {
+        SCOPED_TRACE(command._line);
+        for (const std::string& verb : command._verbs) {
+            EXPECT_EQ(1u, offered[command._line + " "].count(verb)) << verb;
+        }
+        for (const std::string& option : command._options) {
+            EXPECT_EQ(1u, offered[command._line + " -"].count(option)) << option;
+        }
+    }
     for (const auto& c : cases) {
         std::set<std::string> got;
         for (const std::string& word : offered[c.line]) {
@@ -208,18 +200,11 @@ TEST_F(InstalledFilesTest, CompletionOffersWhatValuesAndArgumentsTake) {
 }
 
 TEST_F(InstalledFilesTest, DesktopEntryAndMetadataValidate) {
-    const struct {
-        std::string command;
-        std::string file;
-    } cases[] = {
-        {"desktop-file-validate", CORVIX_DESKTOP_ENTRY},
-        {"appstreamcli validate --no-net", CORVIX_METAINFO},
-    };
-    for (const auto& c : cases) {
+    for (const std::string& command :
+         {"desktop-file-validate " + quoted(CORVIX_DESKTOP_ENTRY),
+          "appstreamcli validate --no-net " + quoted(CORVIX_METAINFO)}) {
         std::string output;
-        EXPECT_EQ(0, runCommand(c.command + " " + quoted(c.file) + " 2>&1", &output))
-            << c.command << ":\n"
-            << output;
+        EXPECT_EQ(0, runCommand(command + " 2>&1", &output)) << command << ":\n" << output;
     }
 }
 

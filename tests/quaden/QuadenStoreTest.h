@@ -6,44 +6,25 @@
 #include <string>
 
 #include "TestEnvironment.h"
-#include "VeskLog.h"
 
 class QuadenStoreTest : public corvix_test::SandboxTest {
   protected:
     void SetUp() override {
         SandboxTest::SetUp();
         corvix_test::makeDirs(productFolder());
-        _logPath = tmp("store.log");
-        VeskLoggingEnabled = 1;
-        VeskThreadLoggingEnabled = 0;
-        initializeVeskLogging(const_cast<char*>(_logPath.c_str()));
-    }
-    void TearDown() override {
-        VeskLoggingInitialized = 0;
-        cleanupVeskLogging();
-        VeskThreadLoggingEnabled = 1;
-        SandboxTest::TearDown();
     }
 
-    std::string productFolder() const {
-        return root() + "/Library/Application Support/Orvanta Software/CorvixPro2/";
-    }
-    std::string logText() const {
-        return corvix_test::exists(_logPath) ? corvix_test::readFile(_logPath) : std::string();
-    }
-    bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
-    // The MD5 of text as the system's md5sum reports it: an oracle independent of the store.
-    static std::string md5sum(const std::string& text) {
+    std::string logText() const { return _log.text(); }
+    bool logged(const std::string& text) const { return _log.has(text); }
+    // The MD5 of bytes as the system's md5sum reports it: an oracle independent of the store.
+    std::string md5sum(const std::string& bytes) const {
+        corvix_test::writeFile(tmp("md5-input"), bytes);
         std::string output;
-        std::string quoted;
-        for (char c : text) {
-            quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-        }
-        corvix_test::runCommand("printf '%s' '" + quoted + "' | md5sum", &output);
+        corvix_test::runCommand("md5sum '" + tmp("md5-input") + "'", &output);
         return output.substr(0, 32);
     }
 
-    std::string _logPath;
+    corvix_test::ProductLog _log{tmp("store.log")};
 };
 
 #endif

@@ -1,22 +1,16 @@
 // Render control files: which executables a renderer keeps, how they are read, which one runs.
-#include <gtest/gtest.h>
-
 #include <string>
 
 #include "RenderControlInfo.h"
 #include "RenderExecutable.h"
 #include "RendererFixtures.h"
-#include "TestEnvironment.h"
 
-using corvix_test::makeDirs;
-using corvix_test::writeFile;
-using renderer_test::controlInfoFrom;
-using renderer_test::makeBundle;
-using renderer_test::makeExecutable;
+using namespace corvix_test;
+using namespace renderer_test;
 
 namespace {
 
-class RenderControlInfoTest : public renderer_test::RendererTest {
+class RenderControlInfoTest : public RendererTest {
   protected:
     std::string renderer(const std::string& executables) {
         return "<renderer name=\"Cinema\">" + executables + "</renderer>";

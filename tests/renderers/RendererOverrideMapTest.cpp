@@ -1,7 +1,5 @@
 // The overrides file: what a load of the process-wide map adds, replaces and keeps, what damage it
 // reports, and that every name and path written comes back exactly.
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
@@ -9,10 +7,8 @@
 #include "RenderStrings.h"
 #include "RendererFixtures.h"
 #include "RendererOverrideMap.h"
-#include "TestEnvironment.h"
 
-using corvix_test::readFile;
-using corvix_test::writeFile;
+using namespace corvix_test;
 
 namespace {
 

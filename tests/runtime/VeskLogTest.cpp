@@ -1,4 +1,4 @@
-// The product log: gates, line format, rolling, threads, the log folder and the time helpers.
+// The product log: gates, line format, rolling, threads and the log folder.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,9 +11,7 @@
 #include "TestEnvironment.h"
 #include "VeskLog.h"
 
-using corvix_test::exists;
-using corvix_test::readLines;
-using corvix_test::SandboxTest;
+using namespace corvix_test;
 
 namespace {
 
@@ -50,15 +48,10 @@ void writeAllSix(const char* text) {
     vesk_logAlways("%s", text);
 }
 
-TEST_F(LogTest, NothingIsWrittenBeforeInitialisation) {
-    snprintf(veskLogFile, sizeof veskLogFile, "%s", _path.c_str());
-    writeAllSix("early");
-    EXPECT_FALSE(exists(_path));
-    EXPECT_EQ(lineCount, 0);
-}
-
 TEST_F(LogTest, GatesTagsAndFieldsPerWriter) {
     start();
+    vesk_logDev("hidden");  // developer logging is off by default
+    EXPECT_FALSE(exists(_path));
     VeskDevLoggingEnabled = 1;
     writeAllSix("on");
     setLoggingEnabled(false);  // silences plain and developer lines only
@@ -81,15 +74,6 @@ TEST_F(LogTest, GatesTagsAndFieldsPerWriter) {
     EXPECT_EQ(lineCount, 11);
 }
 
-TEST_F(LogTest, DeveloperLinesNeedBothSwitches) {
-    start();
-    vesk_logDev("hidden");  // developer logging is off by default
-    EXPECT_FALSE(exists(_path));
-    VeskDevLoggingEnabled = 1;
-    vesk_logDev("shown");
-    EXPECT_EQ(readLines(_path).size(), 1u);
-}
-
 TEST_F(LogTest, FileIsWorldWritableAfterEveryLine) {
     mode_t old = umask(022);
     start();
@@ -100,7 +84,8 @@ TEST_F(LogTest, FileIsWorldWritableAfterEveryLine) {
     EXPECT_EQ(st.st_mode & 0777, 0666u);
 }
 
-TEST_F(LogTest, The30001stLineRollsTheFileAfterItIsWritten) {
+// The 30001st line rolls the file after it is written; the eleventh roll wraps to archive 0.
+TEST_F(LogTest, RollsAfterThe30001stLineIntoARingOfTen) {
     start();
     for (int i = 1; i <= 30000; ++i) {
         vesk_log("line %d", i);
@@ -113,14 +98,10 @@ TEST_F(LogTest, The30001stLineRollsTheFileAfterItIsWritten) {
     EXPECT_NE(rolled.back().find("line 30001"), std::string::npos);
     EXPECT_EQ(lineCount, 0);
     EXPECT_EQ(fileCount, 1);
-
     vesk_log("fresh");
     EXPECT_EQ(readLines(_path).size(), 1u);
-}
 
-TEST_F(LogTest, ElevenRollsWrapToArchiveZero) {
-    start();
-    for (int roll = 0; roll < 11; ++roll) {
+    for (int roll = 1; roll <= 10; ++roll) {
         lineCount = 30000;  // the next line is the 30001st
         vesk_log("roll %d", roll);
     }
@@ -172,92 +153,28 @@ TEST_F(LogTest, ConcurrentWritersLoseAndTearNoLine) {
     EXPECT_EQ(seen.size(), total);
 }
 
-TEST_F(LogTest, PathSettersAndTheTemporaryLog) {
+TEST_F(LogTest, ALongPathIsCutToTheBuffer) {
     std::string longName(1500, 'x');
     initializeVeskLogging(const_cast<char*>(longName.c_str()));
     EXPECT_EQ(strlen(veskLogFile), 1023u);
-    cleanupVeskLogging();
-
-    char name[] = "corvix-test.log";
-    initializeAndDetermineVeskLogging(name, nullptr);
-    // In the temporary folder ($TMPDIR here), cut to the destination like any snprintf.
-    const std::string temporaryLog = tmp("tmp") + "/corvix-test.log";
-    char buffer[8];
-    EXPECT_EQ(getLogFilePath(buffer, sizeof buffer), static_cast<int>(temporaryLog.size()));
-    EXPECT_EQ(std::string(buffer), temporaryLog.substr(0, 7));
 }
 
 class LogFolderTest : public SandboxTest {};
 
-TEST_F(LogFolderTest, FolderUnderPreferencesWithTheDesignedFallbacks) {
+// Below the Preferences folder (its fallbacks are the seam's), made; a short destination keeps
+// size-2 characters.
+TEST_F(LogFolderTest, FolderUnderPreferencesIsMadeAndCutToTheDestination) {
     char path[1025];
     EXPECT_EQ(calculateLogFilePath(path, sizeof path, "a.log"), 1);
-    EXPECT_EQ(std::string(path), home() + "/.config/Orvanta/Corvix/a.log");
-    EXPECT_TRUE(exists(home() + "/.config/Orvanta/Corvix"));
-
+    EXPECT_EQ(std::string(path), userFolder() + "a.log");
+    EXPECT_TRUE(exists(userFolder()));
     calculateLogFilePath(path, sizeof path, "");
-    EXPECT_EQ(std::string(path), home() + "/.config/Orvanta/Corvix/");
+    EXPECT_EQ(std::string(path), userFolder());
 
-    // The Preferences folder cannot be made (its place is a file): $HOME/Library/Preferences.
-    corvix_test::writeFile(tmp("blocker"), "");
-    _env.set("XDG_CONFIG_HOME", tmp("blocker/config"));
-    calculateLogFilePath(path, sizeof path, "b.log");
-    EXPECT_EQ(std::string(path), home() + "/Library/Preferences/Orvanta/Corvix/b.log");
-
-    // A short destination keeps size-2 characters.
     char small[10];
     memset(small, '#', sizeof small);
     calculateLogFilePath(small, sizeof small, "c.log");
-    EXPECT_EQ(std::string(small), (home() + "/Library").substr(0, 8));
-}
-
-TEST_F(LogFolderTest, NeitherPreferencesNorHomeGivesTheTemporaryFolder) {
-    _env.set("XDG_CONFIG_HOME", std::nullopt);
-    _env.set("HOME", std::nullopt);
-    char path[1025];
-    calculateLogFilePath(path, sizeof path, "");
-    EXPECT_EQ(std::string(path), tmp("tmp") + "/Orvanta/Corvix/");
-    EXPECT_TRUE(exists(tmp("tmp") + "/Orvanta/Corvix"));
-}
-
-TEST(CreateDirectoryForPlatform, ExistingFolderCountsAndFailureReportsMinusOne) {
-    corvix_test::TempDir dir;
-    int error = 0;
-    EXPECT_EQ(createDirectoryForPlatform((dir / "new").c_str(), &error), 1);
-    EXPECT_EQ(createDirectoryForPlatform((dir / "new").c_str(), &error), 1);
-    EXPECT_EQ(error, 0);
-    EXPECT_EQ(createDirectoryForPlatform((dir / "missing/child").c_str(), &error), 0);
-    EXPECT_EQ(error, -1);
-    EXPECT_EQ(createDirectoryForPlatform((dir / "missing/child").c_str(), nullptr), 0);
-}
-
-TEST(TimeHelpers, AscTimeIsBoundedAndLosesItsNewline) {
-    corvix_test::ScopedEnv env;
-    env.set("TZ", "UTC");
-    tzset();
-    initVeskTime();
-    long epoch = 0;
-    char full[64];
-    ASSERT_EQ(vesk_localAscTime(&epoch, full, sizeof full), 1);
-    EXPECT_STREQ(full, "Thu Jan  1 00:00:00 1970");
-
-    char small[6];
-    memset(small, '#', sizeof small);
-    ASSERT_EQ(vesk_localAscTime(&epoch, small, 5), 1);
-    EXPECT_STREQ(small, "Th");  // size-2 characters kept, the last one taken for the newline
-    EXPECT_EQ(small[5], '#');
-
-    EXPECT_EQ(vesk_localAscTime(&epoch, nullptr, 10), 0);
-    EXPECT_EQ(vesk_localAscTime(&epoch, full, 0), 0);
-
-    long later = 86400L * 365;
-    struct tm* broken = vesk_localtime(&later);
-    ASSERT_NE(broken, nullptr);
-    EXPECT_EQ(broken->tm_year, 71);
-    EXPECT_EQ(broken->tm_yday, 0);
-    free(broken);
-    env.set("TZ", std::nullopt);
-    tzset();
+    EXPECT_EQ(std::string(small), userFolder().substr(0, 8));
 }
 
 }  // namespace
