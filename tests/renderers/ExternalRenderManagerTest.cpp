@@ -118,14 +118,15 @@ TEST_F(ExternalRenderManagerTest, RowEditsFollowTheViewsRules) {
 // A pin of a renderer whose render control file is gone stays through another change: no row could
 // take it out again.
 TEST_F(ExternalRenderManagerTest, PinsWithoutARowAreKept) {
-    writeFile(rendererFolder() + "/a.xml", controlFile("Alpha", "/nowhere/alpha"));
+    writeFile(rendererFolder() + "/a.xml", controlFileText("Alpha", "/nowhere/alpha"));
     const std::string gone = "\n<renderer name=\"Gone\">/opt/gone</renderer>";
-    writeFile(rendererFolder() + "/overrides.xml", kHeader + gone + kClosing);
+    writeFile(rendererFolder() + "/overrides.xml", kOverridesHeader + gone + kClosing);
     ExternalRenderManager manager;
     ASSERT_TRUE(manager.setPath(0, "/opt/alpha"));
     ASSERT_TRUE(manager.commitChanges());
-    EXPECT_EQ(kHeader + ("\n<renderer name=\"Alpha\">/opt/alpha</renderer>" + gone) + kClosing,
-              overrides());
+    EXPECT_EQ(
+        kOverridesHeader + "\n<renderer name=\"Alpha\">/opt/alpha</renderer>" + gone + kClosing,
+        overrides());
 }
 
 // A damaged file holds the user's pins: it is kept aside and named, never replaced; an empty one
