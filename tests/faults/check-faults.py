@@ -99,7 +99,8 @@ def run(binary, sandbox, arguments, extra):
 def archive_problems(sandbox, result, old):
     data = read(sandbox, ARCHIVE)
     if result.returncode != 0:
-        return [] if data == old else ["the old archive changed"]
+        return ([] if data == old else ["the old archive changed"]) + (
+            ["a failure with the archive's SHA-256"] if b"sha256: " in result.stdout else [])
     try:
         with zipfile.ZipFile(os.path.join(sandbox, ARCHIVE)) as archive:
             names = archive.namelist()
@@ -149,13 +150,16 @@ def clean_problems(sandbox, result, old):
     return []
 
 
+# verb: (arguments, the file whose old bytes must survive a failure, its checks, the words that
+# tell of success and must never follow a failure)
 VERBS = {
     "package": (["package", "-o", ARCHIVE, "--command-timeout", "5", "--name", "Ann Lee",
                  "--email", "ann@example.com", "--attach", "in/crash.log"], ARCHIVE,
-                archive_problems),
-    "logging": (["logging", "dev"], CONFIG, config_problems),
-    "pin": (["renderers", "pin", "Max", "/opt/max"], OVERRIDES, overrides_problems),
-    "clean": (["clean", "--all", "--yes"], None, clean_problems),
+                archive_problems, b"has been created"),
+    "logging": (["logging", "dev"], CONFIG, config_problems, b"Please restart"),
+    "pin": (["renderers", "pin", "Max", "/opt/max"], OVERRIDES, overrides_problems,
+            b"successfully updated"),
+    "clean": (["clean", "--all", "--yes"], None, clean_problems, None),
 }
 
 
@@ -169,7 +173,7 @@ def attempt(args, template, base, number, extra):
     """One run in a fresh copy of the fixture: (the log's lines, the problems found)."""
     sandbox = os.path.join(base, "run%d" % number)
     shutil.copytree(template, sandbox, symlinks=True)
-    arguments, watched, problems_of = VERBS[args.verb]
+    arguments, watched, problems_of, success = VERBS[args.verb]
     old = read(sandbox, watched) if watched else None
     log = os.path.join(base, "log%d" % number)
     extra = dict(extra, LD_PRELOAD=args.preload, CORVIX_FAULT_DIR=sandbox,
@@ -187,8 +191,13 @@ def attempt(args, template, base, number, extra):
         problems.append("a sanitizer report")
     else:
         problems += problems_of(sandbox, result, old)
-    with open(log, errors="replace") as lines:
-        calls = [parse(line) for line in lines]
+        if success and (success in result.stdout + result.stderr) != (result.returncode == 0):
+            problems.append("exit %d %s the words of success" % (
+                result.returncode, "with" if result.returncode else "without"))
+    calls = []
+    if os.path.exists(log):
+        with open(log, errors="replace") as lines:
+            calls = [parse(line) for line in lines]
     # A temporary file whose own removal was the call that failed cannot be helped.
     unremovable = {os.path.basename(path) for failed, site, path in calls
                    if failed and site.startswith("remove:")}
