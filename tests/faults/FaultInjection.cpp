@@ -3,9 +3,10 @@
 // through every write it makes and check that no failure is reported as success.
 //
 // Counted, and only for files below CORVIX_FAULT_DIR (never standard output or error, never the
-// system's own files): opening a file for writing (open, openat, creat, fopen, mkstemp, ...),
-// write (pwrite, writev, ftruncate, sendfile), fsync (fdatasync), close, rename, mkdir (mkdtemp),
-// copy_file_range, and removing (unlink, unlinkat, rmdir, remove). Streams opened for writing are
+// system's own files), in the forms the tool and its libraries call: opening a file for writing
+// (open, openat, fopen, fdopen, mkstemp, mkstemps), write (pwrite, ftruncate, sendfile), fsync
+// (fdatasync), close, rename (renameat), mkdir (mkdirat, mkdtemp), copy_file_range, and removing
+// (unlink, unlinkat, rmdir, remove). Streams opened for writing are
 // given to the program as fopencookie streams over the counted calls, since the C library's own
 // stdio writes and closes cannot be interposed; such a stream has no file descriptor
 // (fileno() is -1).
@@ -348,26 +349,6 @@ int openat64(int dirfd, const char* path, int flags, ...) {
     return countedOpen(dirfd, path, flags, [&] { return real_openat64(dirfd, path, flags, mode); });
 }
 
-int __open_2(const char* path, int flags) {
-    return open(path, flags);
-}
-int __open64_2(const char* path, int flags) {
-    return open64(path, flags);
-}
-int __openat_2(int dirfd, const char* path, int flags) {
-    return openat(dirfd, path, flags);
-}
-int __openat64_2(int dirfd, const char* path, int flags) {
-    return openat64(dirfd, path, flags);
-}
-
-int creat(const char* path, mode_t mode) {
-    return open(path, O_WRONLY | O_CREAT | O_TRUNC, mode);
-}
-int creat64(const char* path, mode_t mode) {
-    return open64(path, O_WRONLY | O_CREAT | O_TRUNC, mode);
-}
-
 FILE* fopen(const char* path, const char* mode) {
     REAL(fopen);
     return countedFopen(path, mode, [&] { return real_fopen(path, mode); });
@@ -391,23 +372,10 @@ int mkstemp(char* pattern) {
     REAL(mkstemp);
     return countedTemporary(pattern, [&] { return real_mkstemp(pattern); });
 }
-int mkstemp64(char* pattern) {
-    REAL(mkstemp64);
-    return countedTemporary(pattern, [&] { return real_mkstemp64(pattern); });
-}
 int mkstemps(char* pattern, int suffix) {
     REAL(mkstemps);
     return countedTemporary(pattern, [&] { return real_mkstemps(pattern, suffix); });
 }
-int mkostemp(char* pattern, int flags) {
-    REAL(mkostemp);
-    return countedTemporary(pattern, [&] { return real_mkostemp(pattern, flags); });
-}
-int mkostemps(char* pattern, int suffix, int flags) {
-    REAL(mkostemps);
-    return countedTemporary(pattern, [&] { return real_mkostemps(pattern, suffix, flags); });
-}
-
 char* mkdtemp(char* pattern) {
     REAL(mkdtemp);
     return below(AT_FDCWD, pattern) && failHere(kMkdir, pattern) ? nullptr : real_mkdtemp(pattern);
@@ -422,23 +390,11 @@ ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset) {
 ssize_t pwrite64(int fd, const void* buffer, size_t size, off64_t offset) {
     FAIL_OR_CALL(pwrite64, writing(fd), kWrite, nullptr, fd, buffer, size, offset);
 }
-ssize_t writev(int fd, const struct iovec* vector, int count) {
-    FAIL_OR_CALL(writev, writing(fd), kWrite, nullptr, fd, vector, count);
-}
-ssize_t pwritev(int fd, const struct iovec* vector, int count, off_t offset) {
-    FAIL_OR_CALL(pwritev, writing(fd), kWrite, nullptr, fd, vector, count, offset);
-}
 int ftruncate(int fd, off_t length) {
     FAIL_OR_CALL(ftruncate, writing(fd), kWrite, nullptr, fd, length);
 }
-int ftruncate64(int fd, off64_t length) {
-    FAIL_OR_CALL(ftruncate64, writing(fd), kWrite, nullptr, fd, length);
-}
 ssize_t sendfile(int out, int in, off_t* offset, size_t count) {
     FAIL_OR_CALL(sendfile, writing(out), kWrite, nullptr, out, in, offset, count);
-}
-ssize_t sendfile64(int out, int in, off64_t* offset, size_t count) {
-    FAIL_OR_CALL(sendfile64, writing(out), kWrite, nullptr, out, in, offset, count);
 }
 ssize_t copy_file_range(int in, off64_t* inOffset, int out, off64_t* outOffset, size_t length,
                         unsigned int flags) {
@@ -471,10 +427,6 @@ int rename(const char* from, const char* to) {
 int renameat(int fromDir, const char* from, int toDir, const char* to) {
     FAIL_OR_CALL(renameat, below(fromDir, from) || below(toDir, to), kRename, from, fromDir, from,
                  toDir, to);
-}
-int renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned int flags) {
-    FAIL_OR_CALL(renameat2, below(fromDir, from) || below(toDir, to), kRename, from, fromDir, from,
-                 toDir, to, flags);
 }
 int mkdir(const char* path, mode_t mode) {
     FAIL_OR_CALL(mkdir, below(AT_FDCWD, path), kMkdir, path, path, mode);
