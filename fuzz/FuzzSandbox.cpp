@@ -49,7 +49,7 @@ std::string makeFolder() {
     setenv("XDG_DATA_DIRS", (folder + "/share").c_str(), 1);
     unsetenv("CORVIX_ROOT");
     // The product log takes every level, so that the readers' messages are formatted too; it
-    // lives beside the emptied folders and rolls as it always does.
+    // lives beside the emptied folders and starts afresh with every input (fuzz_begin).
     static std::string log = folder + "/product.log";
     initializeVeskLogging(&log[0]);
     VeskLoggingEnabled = 1;
@@ -67,6 +67,9 @@ const std::string& fuzz_begin() {
         std::filesystem::create_directories(folder + "/" + part, ignored);
     }
     std::filesystem::create_directories(folder + "/home/.config", ignored);
+    std::filesystem::remove(veskLogFile, ignored);
+    lineCount = 0;
+    fileCount = 0;
     setenv("TMPDIR", (folder + "/tmp").c_str(), 1);
     vesk_setMachineRoot(folder + "/root");
     vesk_setDiagnosticSink(&g_sink);

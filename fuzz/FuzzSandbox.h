@@ -1,7 +1,8 @@
 // What every harness shares: a private folder that stands in for the machine root, HOME, the
 // configuration folder and the temporary folder, emptied before each input, and the process-wide
-// state the readers keep (the machine root, the override map, the diagnostics sink) put back, so
-// that an input found by the fuzzer does the same when it is run again on its own.
+// state the readers keep (the machine root, the override map, the diagnostics sink, the product
+// log and its line count) put back, so that an input found by the fuzzer does the same when it is
+// run again on its own.
 //
 // A harness calls fuzz_begin() first in LLVMFuzzerTestOneInput and fuzz_check() for its oracles:
 // a failed check aborts, which libFuzzer reports as a crash with the input that caused it.
