@@ -2,8 +2,12 @@
 #ifndef CORVIX_BENCH_BENCHDATA_H
 #define CORVIX_BENCH_BENCHDATA_H
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -54,6 +58,27 @@ inline std::string binaryData(Rng& rng, size_t size) {
     }
     out.resize(size);
     return out;
+}
+
+// A sparse file of sizeGiB GiB with 64 MiB of real data (binaryData) in every 256 MiB, so that
+// deflate does not see zeros only: a large attachment such as a scene file.
+inline bool makeLargeFile(const std::string& path, uint64_t sizeGiB) {
+    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    if (fd < 0 || ftruncate(fd, static_cast<off_t>(sizeGiB << 30)) != 0) {
+        perror(path.c_str());
+        return false;
+    }
+    Rng rng(7);
+    const std::string chunk = binaryData(rng, 64u << 20);
+    for (uint64_t offset = 0; offset + chunk.size() <= (sizeGiB << 30); offset += 256u << 20) {
+        if (pwrite(fd, chunk.data(), chunk.size(), static_cast<off_t>(offset)) !=
+            static_cast<ssize_t>(chunk.size())) {
+            perror("pwrite");
+            close(fd);
+            return false;
+        }
+    }
+    return close(fd) == 0;
 }
 
 // The value after "--name" on the command line, else fallback.

@@ -87,7 +87,6 @@ std::string queueText(Rng& rng, size_t size) {
     return out;
 }
 
-// Binary: runs of random bytes (incompressible), of counting integers and of repeated records.
 void makeDirs(const std::string& path) {
     for (size_t slash = 1; slash != std::string::npos;) {
         slash = path.find('/', slash + 1);
@@ -165,25 +164,6 @@ int generate(const std::string& sandbox, uint64_t total) {
     return 0;
 }
 
-int attachment(const std::string& path, uint64_t sizeGiB) {
-    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    if (fd < 0 || ftruncate(fd, static_cast<off_t>(sizeGiB << 30)) != 0) {
-        perror(path.c_str());
-        return 2;
-    }
-    // 64 MiB of real data in every 256 MiB, so that deflate does not see zeros only.
-    Rng rng(7);
-    const std::string chunk = binaryData(rng, 64u << 20);
-    for (uint64_t offset = 0; offset + chunk.size() <= (sizeGiB << 30); offset += 256u << 20) {
-        if (pwrite(fd, chunk.data(), chunk.size(), static_cast<off_t>(offset)) !=
-            static_cast<ssize_t>(chunk.size())) {
-            perror("pwrite");
-            return 2;
-        }
-    }
-    return close(fd) == 0 ? 0 : 2;
-}
-
 int measure(const std::string& resultPath, char** argv) {
     auto start = std::chrono::steady_clock::now();
     pid_t pid = fork();
@@ -225,7 +205,7 @@ int main(int argc, char** argv) {
         return generate(argv[2], optionValue(argc, argv, "--size-mb", 50) << 20);
     }
     if (argc >= 3 && strcmp(argv[1], "attachment") == 0) {
-        return attachment(argv[2], optionValue(argc, argv, "--size-gib", 2));
+        return bench::makeLargeFile(argv[2], optionValue(argc, argv, "--size-gib", 2)) ? 0 : 2;
     }
     if (argc >= 4 && strcmp(argv[1], "measure") == 0) {
         return measure(argv[2], argv + 3);

@@ -1,14 +1,19 @@
-// Benchmark of ZipBuilder against Info-ZIP's zip on the same staging folder.
+// Benchmarks of ZipBuilder and of the staging copy, side by side with their peers on the same data.
 //
 //   zip_bench folder WORKDIR [--size-mb N] [--rounds N]
 //       Generates (deterministically) a staging folder of about N MB (default 200) of logs, text
-//       and binary files in WORKDIR, then zips it alternately with ZipBuilder and `zip -r -q`
-//       (each in a child process) and prints the median times, sizes and ratios.
-//   zip_bench memory WORKDIR [--size-gib N]
-//       Zips one sparse file of N GiB (default 2) in a child process and prints its peak
-//       resident set size (getrusage of the child).
-//   zip_bench generate FOLDER [--size-mb N]  (only generates the staging folder, and keeps it)
-//   zip_bench zip-folder ARCHIVE FOLDER      (child mode: ZipBuilder over FOLDER)
+//       and binary files in WORKDIR, then zips it alternately with ZipBuilder on one thread and on
+//       all threads, with Info-ZIP's `zip -r -q` and with `tar cf - . | pigz` (each in a child
+//       process, the order turning every round) and prints the median times, sizes and ratios.
+//   zip_bench large WORKDIR [--size-gib N] [--rounds N]
+//       The same for one sparse file of N GiB (default 2, a quarter of it real data), with
+//       `pigz -c FILE` as the parallel peer, and each child's peak resident set size.
+//   zip_bench copy WORKDIR [--size-gib N] [--rounds N]
+//       Copies that file alternately with the staging copy (SupportPackage::copyFile) and `cp`.
+//   zip_bench generate FOLDER [--size-mb N]    (only generates the staging folder, and keeps it)
+//   zip_bench large-file FILE [--size-gib N]   (only makes the large file)
+//   zip_bench zip-folder ARCHIVE FOLDER [THREADS]  (child mode: ZipBuilder over FOLDER)
+//   zip_bench copy-file SOURCE DESTINATION     (child mode: the staging copy)
 //
 // WORKDIR is created if needed and everything generated in it is removed at the end.
 #include <fcntl.h>
@@ -28,6 +33,7 @@
 #include <string>
 #include <vector>
 
+#include "SupportPackage.h"
 #include "ZipBuilder.h"
 
 #include "BenchData.h"
@@ -163,6 +169,7 @@ struct RunResult {
     int status = -1;
 };
 
+// Runs argv in workDir (when given); CPU time and peak RSS include the descendants it waited for.
 RunResult runChild(const std::vector<std::string>& argv, const std::string& workDir) {
     RunResult result;
     auto start = std::chrono::steady_clock::now();
@@ -207,10 +214,11 @@ std::string selfPath() {
     return buffer;
 }
 
-std::string findZip() {
-    for (const char* p : {"/usr/bin/zip", "/bin/zip", "/usr/local/bin/zip"}) {
-        if (access(p, X_OK) == 0) {
-            return p;
+std::string findProgram(const char* name) {
+    for (const char* folder : {"/usr/bin/", "/bin/", "/usr/local/bin/"}) {
+        std::string path = std::string(folder) + name;
+        if (access(path.c_str(), X_OK) == 0) {
+            return path;
         }
     }
     return "";
@@ -223,117 +231,223 @@ void removeTree(const std::string& path) {
     }
 }
 
+int processorCount() {
+    long n = sysconf(_SC_NPROCESSORS_ONLN);
+    return n > 0 ? static_cast<int>(n) : 1;
+}
+
+// One program of a comparison: how it is run, what it writes, and its runs.
+struct Contender {
+    Contender(const std::string& n, const std::vector<std::string>& a, const std::string& dir,
+              const std::string& out)
+        : name(n), argv(a), workDir(dir), output(out) {}
+    std::string name;
+    std::vector<std::string> argv;
+    std::string workDir;
+    std::string output;  // removed before each run; its size is reported
+    std::vector<RunResult> runs;
+    uint64_t size = 0;
+};
+
+// One warm-up run of each (so that all read from the page cache), then rounds in which every
+// contender runs once, the order turning by one each round so that all see the same load.
+bool alternate(std::vector<Contender>* contenders, int rounds) {
+    const size_t n = contenders->size();
+    for (int round = -1; round < rounds; ++round) {
+        printf("%s", round < 0 ? "warm-up:" : ("round " + std::to_string(round + 1) + ":").c_str());
+        for (size_t k = 0; k < n; ++k) {
+            Contender& c = (*contenders)[(k + static_cast<size_t>(round + 1)) % n];
+            unlink(c.output.c_str());
+            RunResult r = runChild(c.argv, c.workDir);
+            if (r.status != 0) {
+                fprintf(stderr, "\n%s failed with status %d\n", c.name.c_str(), r.status);
+                return false;
+            }
+            c.size = fileSize(c.output);
+            if (round >= 0) {
+                c.runs.push_back(r);
+            }
+            printf(" %s %.3f s", c.name.c_str(), r.wallSeconds);
+            fflush(stdout);
+        }
+        printf("\n");
+    }
+    return true;
+}
+
+// The table: median wall and CPU time, size, peak RSS, and the ratios to the reference (index).
+void report(const std::vector<Contender>& contenders, size_t reference, int rounds) {
+    auto medianOf = [](const Contender& c, double RunResult::*field) {
+        std::vector<double> values;
+        for (const RunResult& r : c.runs) {
+            values.push_back(r.*field);
+        }
+        return median(values);
+    };
+    auto rssOf = [](const Contender& c) {
+        long most = 0;
+        for (const RunResult& r : c.runs) {
+            most = std::max(most, r.maxRssKiB);
+        }
+        return most;
+    };
+    const Contender& ref = contenders[reference];
+    double refWall = medianOf(ref, &RunResult::wallSeconds);
+    double refCpu = medianOf(ref, &RunResult::cpuSeconds);
+    printf(
+        "\n| | wall (median of %d) | CPU (median) | size | peak RSS | wall / %s | CPU / %s |"
+        " size / %s |\n|---|---|---|---|---|---|---|---|\n",
+        rounds, ref.name.c_str(), ref.name.c_str(), ref.name.c_str());
+    for (const Contender& c : contenders) {
+        double wall = medianOf(c, &RunResult::wallSeconds);
+        double cpu = medianOf(c, &RunResult::cpuSeconds);
+        printf("| %s | %.3f s | %.3f s | %" PRIu64 " B | %ld KiB | %.3f | %.3f | %.4f |\n",
+               c.name.c_str(), wall, cpu, c.size, rssOf(c), wall / refWall, cpu / refCpu,
+               static_cast<double>(c.size) / static_cast<double>(ref.size));
+    }
+}
+
+// The ZipBuilder runs (one thread, all threads) and Info-ZIP's zip over folder, into workDir.
+std::vector<Contender> zipContenders(const std::string& workDir, const std::string& folder) {
+    const std::string threads = std::to_string(processorCount());
+    return {
+        {"ZipBuilder 1 thread",
+         {selfPath(), "zip-folder", workDir + "/zb1.zip", folder, "1"},
+         "",
+         workDir + "/zb1.zip"},
+        {"ZipBuilder " + threads + " threads",
+         {selfPath(), "zip-folder", workDir + "/zbn.zip", folder, threads},
+         "",
+         workDir + "/zbn.zip"},
+        {"zip -r -q",
+         {findProgram("zip"), "-r", "-q", workDir + "/infozip.zip", "."},
+         folder,
+         workDir + "/infozip.zip"},
+    };
+}
+
+bool havePeers() {
+    for (const char* program : {"zip", "pigz", "tar", "cp"}) {
+        if (findProgram(program).empty()) {
+            fprintf(stderr, "%s not found (scripts/setup installs it)\n", program);
+            return false;
+        }
+    }
+    return true;
+}
+
 int folderBenchmark(const std::string& workDir, uint64_t sizeMB, int rounds) {
-    std::string zipProgram = findZip();
-    if (zipProgram.empty()) {
-        fprintf(stderr, "Info-ZIP zip not found (scripts/setup installs it)\n");
+    if (!havePeers()) {
         return 2;
     }
     makeDir(workDir);
     std::string staging = workDir + "/osp_bench";
     removeTree(staging);
-    uint64_t bytes = generateStaging(staging, sizeMB << 20);
-    printf("staging folder: %s, %.1f MB in generated files\n", staging.c_str(), bytes / 1048576.0);
-
-    std::string ours = workDir + "/zipbuilder.zip";
-    std::string theirs = workDir + "/infozip.zip";
-    std::vector<double> oursTimes, theirsTimes, oursCpu, theirsCpu;
-    // One warm-up of each, so that both read from the page cache, then alternate.
-    for (int round = -1; round < rounds; ++round) {
-        unlink(ours.c_str());
-        unlink(theirs.c_str());
-        RunResult a = runChild({selfPath(), "zip-folder", ours, staging}, "");
-        RunResult b = runChild({zipProgram, "-r", "-q", theirs, "."}, staging);
-        if (a.status != 0 || b.status != 0) {
-            fprintf(stderr, "a run failed (ZipBuilder %d, zip %d)\n", a.status, b.status);
-            return 1;
-        }
-        if (round >= 0) {
-            oursTimes.push_back(a.wallSeconds);
-            theirsTimes.push_back(b.wallSeconds);
-            oursCpu.push_back(a.cpuSeconds);
-            theirsCpu.push_back(b.cpuSeconds);
-            printf("round %d: ZipBuilder %.3f s, zip %.3f s\n", round + 1, a.wallSeconds,
-                   b.wallSeconds);
-        }
-    }
-    uint64_t oursSize = fileSize(ours);
-    uint64_t theirsSize = fileSize(theirs);
-    double tOurs = median(oursTimes);
-    double tTheirs = median(theirsTimes);
-    printf("\n| | ZipBuilder | zip -r -q | ratio |\n|---|---|---|---|\n");
-    printf("| time (median of %d, wall) | %.3f s | %.3f s | %.3f |\n", rounds, tOurs, tTheirs,
-           tOurs / tTheirs);
-    printf("| CPU time (median) | %.3f s | %.3f s | %.3f |\n", median(oursCpu), median(theirsCpu),
-           median(oursCpu) / median(theirsCpu));
-    printf("| archive size | %" PRIu64 " B | %" PRIu64 " B | %.4f |\n", oursSize, theirsSize,
-           static_cast<double>(oursSize) / static_cast<double>(theirsSize));
-    printf("\ninput: %" PRIu64 " bytes\n", bytes);
-    removeTree(staging);
-    unlink(ours.c_str());
-    unlink(theirs.c_str());
-    return 0;
-}
-
-int memoryBenchmark(const std::string& workDir, uint64_t sizeGiB) {
-    makeDir(workDir);
-    std::string staging = workDir + "/osp_memory";
-    removeTree(staging);
-    makeDir(staging);
-    makeDir(staging + "/system");
-    std::string big = staging + "/system/large.bin";
-    int fd = open(big.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    if (fd < 0 || ftruncate(fd, static_cast<off_t>(sizeGiB << 30)) != 0) {
-        perror(big.c_str());
+    // Data is made in a child: a child's peak RSS counts what it inherits from this process until
+    // it executes its program, so this one stays small.
+    if (runChild({selfPath(), "generate", staging, "--size-mb", std::to_string(sizeMB)}, "")
+            .status != 0) {
         return 2;
     }
-    {
-        // Some real data too (a quarter of the file), so that deflate does not see zeros only.
-        // Freed before the child is forked: the child's peak RSS counts what it inherits.
-        Rng rng(7);
-        std::string chunk = binaryData(rng, 64u << 20);
-        for (uint64_t offset = 0; offset + chunk.size() <= (sizeGiB << 30); offset += 256u << 20) {
-            if (pwrite(fd, chunk.data(), chunk.size(), static_cast<off_t>(offset)) !=
-                static_cast<ssize_t>(chunk.size())) {
-                perror("pwrite");
-                return 2;
-            }
-        }
+    std::vector<Contender> contenders = zipContenders(workDir, staging);
+    const std::string tarball = workDir + "/pigz.tar.gz";
+    contenders.push_back({"tar | pigz",
+                          {"/bin/sh", "-c", "tar cf - . | pigz > '" + tarball + "'"},
+                          staging,
+                          tarball});
+    bool ok = alternate(&contenders, rounds);
+    if (ok) {
+        report(contenders, 2, rounds);
     }
-    close(fd);
-    std::string archive = workDir + "/memory.zip";
-    RunResult r = runChild({selfPath(), "zip-folder", archive, staging}, "");
-    printf("zipping one file of %" PRIu64 " GiB: %.1f s, peak RSS %ld KiB (%.1f MB), exit %d\n",
-           sizeGiB, r.wallSeconds, r.maxRssKiB, r.maxRssKiB / 1024.0, r.status);
-    printf("archive: %" PRIu64 " bytes\n", fileSize(archive));
     removeTree(staging);
-    unlink(archive.c_str());
-    return r.status == 0 ? 0 : 1;
+    for (const Contender& c : contenders) {
+        unlink(c.output.c_str());
+    }
+    return ok ? 0 : 1;
+}
+
+int largeBenchmark(const std::string& workDir, uint64_t sizeGiB, int rounds, bool copy) {
+    if (!havePeers()) {
+        return 2;
+    }
+    makeDir(workDir);
+    std::string staging = workDir + "/osp_large";
+    removeTree(staging);
+    makeDir(staging);
+    makeDir(staging + "/user");
+    const std::string big = staging + "/user/scene.aep";
+    if (runChild({selfPath(), "large-file", big, "--size-gib", std::to_string(sizeGiB)}, "")
+            .status != 0) {
+        return 2;
+    }
+    printf("one file of %" PRIu64 " GiB (sparse, a quarter of it data): %s\n", sizeGiB,
+           big.c_str());
+    std::vector<Contender> contenders;
+    size_t reference;
+    if (copy) {
+        const std::string target = workDir + "/copy.aep", peer = workDir + "/cp.aep";
+        contenders = {{"copyFile", {selfPath(), "copy-file", big, target}, "", target},
+                      {"cp", {findProgram("cp"), big, peer}, "", peer}};
+        reference = 1;
+    } else {
+        contenders = zipContenders(workDir, staging);
+        const std::string gz = workDir + "/pigz.gz";
+        contenders.push_back(
+            {"pigz -c", {"/bin/sh", "-c", "pigz -c '" + big + "' > '" + gz + "'"}, "", gz});
+        reference = 2;
+    }
+    bool ok = alternate(&contenders, rounds);
+    if (ok) {
+        report(contenders, reference, rounds);
+    }
+    if (ok && copy) {
+        std::string command = "du -k '" + contenders[0].output + "' '" + contenders[1].output +
+                              "' | sed 's/^/allocated KiB: /'";
+        ok = system(command.c_str()) == 0;
+    }
+    removeTree(staging);
+    for (const Contender& c : contenders) {
+        unlink(c.output.c_str());
+    }
+    return ok ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc >= 4 && strcmp(argv[1], "zip-folder") == 0) {
-        ZipBuilder builder(argv[2], false);
-        return builder.addFolderToZip(argv[3], true, argv[3]) == 1 ? 0 : 1;
+        ZipBuilder builder(argv[2], false, argc >= 5 ? atoi(argv[4]) : 0);
+        int added = builder.addFolderToZip(argv[3], true, argv[3]);
+        builder.closeFile();
+        return added == 1 && builder.ok() ? 0 : 1;
+    }
+    if (argc >= 4 && strcmp(argv[1], "copy-file") == 0) {
+        return SupportPackage::copyFile(argv[2], argv[3]) == 1 ? 0 : 1;
     }
     if (argc >= 3 && strcmp(argv[1], "folder") == 0) {
         return folderBenchmark(argv[2], optionValue(argc, argv, "--size-mb", 200),
                                static_cast<int>(optionValue(argc, argv, "--rounds", 5)));
     }
+    if (argc >= 3 && (strcmp(argv[1], "large") == 0 || strcmp(argv[1], "copy") == 0)) {
+        return largeBenchmark(argv[2], optionValue(argc, argv, "--size-gib", 2),
+                              static_cast<int>(optionValue(argc, argv, "--rounds", 3)),
+                              strcmp(argv[1], "copy") == 0);
+    }
     if (argc >= 3 && strcmp(argv[1], "generate") == 0) {
         uint64_t bytes = generateStaging(argv[2], optionValue(argc, argv, "--size-mb", 200) << 20);
-        printf("%s: %" PRIu64 " bytes\n", argv[2], bytes);
+        printf("staging folder %s: %" PRIu64 " bytes (%.1f MB) in generated files\n", argv[2],
+               bytes, bytes / 1048576.0);
         return 0;
     }
-    if (argc >= 3 && strcmp(argv[1], "memory") == 0) {
-        return memoryBenchmark(argv[2], optionValue(argc, argv, "--size-gib", 2));
+    if (argc >= 3 && strcmp(argv[1], "large-file") == 0) {
+        return bench::makeLargeFile(argv[2], optionValue(argc, argv, "--size-gib", 2)) ? 0 : 2;
     }
     fprintf(stderr,
             "usage: zip_bench folder WORKDIR [--size-mb N] [--rounds N]\n"
-            "       zip_bench memory WORKDIR [--size-gib N]\n"
+            "       zip_bench large WORKDIR [--size-gib N] [--rounds N]\n"
+            "       zip_bench copy WORKDIR [--size-gib N] [--rounds N]\n"
             "       zip_bench generate FOLDER [--size-mb N]\n"
-            "       zip_bench zip-folder ARCHIVE FOLDER\n");
+            "       zip_bench zip-folder ARCHIVE FOLDER [THREADS]\n"
+            "       zip_bench copy-file SOURCE DESTINATION\n");
     return 2;
 }

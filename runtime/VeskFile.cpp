@@ -127,7 +127,9 @@ int vesk_openRegular(const char* path, int flags, mode_t createMode, std::string
         return -1;
     }
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
-    if (truncate && ftruncate(fd, 0) != 0) {
+    // An empty file is left alone: truncating it changes nothing, and some file systems (ext4)
+    // take a truncation to zero for a file being replaced and flush it to disk at its close.
+    if (truncate && st.st_size > 0 && ftruncate(fd, 0) != 0) {
         int error = errno;
         setWhy(why, strerror(error));
         close(fd);

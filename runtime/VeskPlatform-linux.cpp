@@ -1,6 +1,7 @@
 // Linux implementation of the platform seam.
 #include "VeskPlatform.h"
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -316,4 +317,42 @@ bool vesk_memorySize(uint64_t* out) {
 
 int vesk_currentThreadNumber() {
     return static_cast<int>(gettid());
+}
+
+int64_t vesk_copyFileRange(int in, int64_t inOffset, int out, int64_t outOffset, size_t length) {
+    loff_t from = inOffset, to = outOffset;
+    for (;;) {
+        ssize_t copied = copy_file_range(in, &from, out, &to, length, 0);
+        if (copied >= 0 || errno != EINTR) {
+            return copied;
+        }
+    }
+}
+
+bool vesk_nextDataRange(int fd, int64_t from, int64_t* start, int64_t* end) {
+    off_t data = lseek(fd, static_cast<off_t>(from), SEEK_DATA);
+    if (data < 0) {
+        if (errno == ENXIO) {
+            return false;  // only a hole, or nothing, after from
+        }
+        // The file system keeps no map of its holes: all of the rest is data.
+        struct stat st;
+        if (fstat(fd, &st) != 0 || st.st_size <= from) {
+            return false;
+        }
+        *start = from;
+        *end = st.st_size;
+        return true;
+    }
+    off_t hole = lseek(fd, data, SEEK_HOLE);
+    if (hole < 0) {
+        struct stat st;
+        hole = fstat(fd, &st) == 0 ? st.st_size : data;
+    }
+    if (hole <= data) {
+        return false;
+    }
+    *start = data;
+    *end = hole;
+    return true;
 }

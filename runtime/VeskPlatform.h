@@ -93,4 +93,19 @@ bool vesk_memorySize(uint64_t* out);
 // The calling thread's kernel thread id, a stable per-thread integer.
 int vesk_currentThreadNumber();
 
+// ---- kernel copies ------------------------------------------------------------------------
+
+// Copies up to length bytes from in at inOffset to out at outOffset inside the kernel, without
+// moving either descriptor's file position. The file system may share the blocks instead of
+// copying them (a reflink). Returns the bytes copied (fewer than asked is normal: call again),
+// 0 at the end of in, or -1 with errno set. ENOSYS, EXDEV, EINVAL, EOPNOTSUPP and the like mean
+// that this pair of files cannot be copied so (another file system, a platform without kernel
+// copies): the caller then copies by reading and writing. Both must be regular files.
+int64_t vesk_copyFileRange(int in, int64_t inOffset, int out, int64_t outOffset, size_t length);
+
+// The next run of data in the regular file fd at or after from: [*start, *end). False when only a
+// hole or nothing follows from. Where the platform cannot tell holes from data, everything from
+// from to the end of the file counts as data. May move fd's file position.
+bool vesk_nextDataRange(int fd, int64_t from, int64_t* start, int64_t* end);
+
 #endif

@@ -12,6 +12,7 @@
 #include <ctime>
 #include <memory>
 
+#include "CaptureRun.h"
 #include "ManifestText.h"
 #include "SupportPackage.h"
 #include "SystemInfo.h"
@@ -116,7 +117,10 @@ std::vector<std::string> rowFiles(const PackageRow& row, const std::string& sour
     return globMatches(source);
 }
 
-void collectRow(SupportPackage& package, const PackageRow& row, const PackageRequest& request) {
+// Collects one row; a capture row's command is handed to captures, which runs it side by side
+// with the rows that follow.
+void collectRow(SupportPackage& package, CaptureRun& captures, const PackageRow& row,
+                const PackageRequest& request) {
     const std::string source = rowSource(row, true);
     const char* folder =
         row._category == SP_INFO_SYSTEM ? package.getPathToSys() : package.getPathToApp();
@@ -130,7 +134,7 @@ void collectRow(SupportPackage& package, const PackageRow& row, const PackageReq
             break;
         }
         case PackageOperation::Capture:
-            package.addOutputToSys(source.c_str(), row._target, row._append);
+            captures.add(source.c_str(), row._target, row._append);
             break;
         case PackageOperation::CopyFile:
         case PackageOperation::CopyFiles:
@@ -279,6 +283,17 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
         package->setCommandTimeout(request._commandTimeout);
         package->setCancelFlag(cancel);
 
+        // The system commands run side by side with each other and with the copies; a failure
+        // or an exception ends them (the run's destructor) before the job returns.
+        CaptureRun captures(*package);
+        auto stagingFailed = [&] {
+            if (package->stagingError().empty()) {
+                return false;
+            }
+            result._error =
+                "the staging folder could not take every file: " + package->stagingError();
+            return true;
+        };
         size_t count = 0;
         const PackageRow* rows = packageRows(&count);
         for (size_t i = 0; i < count && !PackageCancelFlag::isSet(cancel); ++i) {
@@ -286,12 +301,14 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
                 observer->packageStep(static_cast<int>(i + 1), static_cast<int>(count),
                                       rows[i]._label);
             }
-            collectRow(*package, rows[i], request);
-            if (!package->stagingError().empty()) {
-                result._error =
-                    "the staging folder could not take every file: " + package->stagingError();
+            collectRow(*package, captures, rows[i], request);
+            if (stagingFailed()) {
                 return result;
             }
+        }
+        captures.finish();  // after a cancel at once: every command's group is ended
+        if (stagingFailed()) {
+            return result;
         }
         if (PackageCancelFlag::isSet(cancel)) {
             finishCancelled(&package, &result);

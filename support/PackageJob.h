@@ -27,7 +27,9 @@
 class PackageJobObserver {
   public:
     virtual ~PackageJobObserver() {}
-    // Before row index (1-based) of total is collected.
+    // As row index (1-based) of total starts, in row order. The system commands (rows 2 to 10)
+    // start one after the other at once and run side by side while the later rows are collected;
+    // the job waits for the last of them before packageSaving.
     virtual void packageStep(int index, int total, const std::string& label) = 0;
     // After the last row, before the manifest is written and the archive saved.
     virtual void packageSaving(const std::string& /*archivePath*/) {}

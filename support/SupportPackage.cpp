@@ -5,10 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <random>
 #include <string>
 
@@ -22,8 +24,11 @@
 
 namespace {
 
-// Copies move this much at a time; every block is written through before the next is read.
-const size_t kCopyBlock = 65536;
+// The read-and-write copy (used where the kernel cannot copy) moves this much at a time; every
+// block is written through before the next is read.
+const size_t kCopyBlock = 128 * 1024;
+// A kernel copy moves at most this much per call, so that a cancel is seen within a moment.
+const size_t kKernelCopyStep = 4 * 1024 * 1024;
 
 enum class CopyResult { Copied, Unreadable, WriteFailed, Interrupted };
 
@@ -74,6 +79,87 @@ bool writeAll(int fd, const char* data, size_t size) {
     return true;
 }
 
+enum class KernelCopy { Copied, Unsupported, WriteFailed, Interrupted };
+
+// Copies the first size bytes of in to out inside the kernel (a reflink where the file system
+// shares blocks), run of data by run of data, so that the source's holes stay holes. Unsupported
+// when the kernel cannot copy between these files (or a read failed): the caller copies by
+// reading and writing instead, which tells a read failure from a write failure.
+KernelCopy kernelCopy(int in, int out, int64_t size, const PackageCancelFlag* cancel, int* error) {
+    int64_t length = size, start = 0, end = 0;
+    for (int64_t position = 0; position < length && vesk_nextDataRange(in, position, &start, &end);
+         position = end) {
+        end = std::min(end, length);
+        while (start < end) {
+            if (PackageCancelFlag::isSet(cancel)) {
+                return KernelCopy::Interrupted;
+            }
+            size_t step = static_cast<size_t>(std::min<int64_t>(end - start, kKernelCopyStep));
+            int64_t copied = vesk_copyFileRange(in, start, out, start, step);
+            if (copied < 0 && (errno == ENOSPC || errno == EFBIG || errno == EDQUOT)) {
+                *error = errno;
+                return KernelCopy::WriteFailed;
+            }
+            if (copied < 0) {
+                return KernelCopy::Unsupported;
+            }
+            if (copied == 0) {
+                length = end = start;  // the source shrank while it was copied
+                break;
+            }
+            start += copied;
+        }
+    }
+    // The length, also where the file ends in a hole.
+    if (ftruncate(out, static_cast<off_t>(length)) != 0) {
+        *error = errno;
+        return KernelCopy::WriteFailed;
+    }
+    return KernelCopy::Copied;
+}
+
+// Copies in to out by reading and writing large blocks from the start; a block of zeros becomes a
+// hole.
+CopyResult blockCopy(int in, int out, const PackageCancelFlag* cancel, int* error) {
+    if (lseek(in, 0, SEEK_SET) != 0 || lseek(out, 0, SEEK_SET) != 0 || ftruncate(out, 0) != 0) {
+        *error = errno;
+        return CopyResult::WriteFailed;
+    }
+    std::unique_ptr<char[]> block(new char[kCopyBlock]);
+    off_t size = 0;
+    bool endsInHole = false;
+    for (;;) {
+        if (PackageCancelFlag::isSet(cancel)) {
+            return CopyResult::Interrupted;
+        }
+        ssize_t got = read(in, block.get(), kCopyBlock);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0) {
+            return CopyResult::Unreadable;
+        }
+        if (got == 0) {
+            break;
+        }
+        // A block of zeros is stepped over: a sparse file (a disk image) stays sparse and takes
+        // no room in the staging folder for its holes.
+        size += got;
+        endsInHole = block[0] == 0 && memcmp(block.get(), block.get() + 1, got - 1) == 0;
+        bool moved = endsInHole ? lseek(out, got, SEEK_CUR) >= 0
+                                : writeAll(out, block.get(), static_cast<size_t>(got));
+        if (!moved) {
+            *error = errno;
+            return CopyResult::WriteFailed;
+        }
+    }
+    if (endsInHole && ftruncate(out, size) != 0) {
+        *error = errno;
+        return CopyResult::WriteFailed;
+    }
+    return CopyResult::Copied;
+}
+
 // Copies source to destination; *error holds errno when writing failed.
 CopyResult copyRegular(const char* source, const char* destination, const PackageCancelFlag* cancel,
                        int* error) {
@@ -83,7 +169,8 @@ CopyResult copyRegular(const char* source, const char* destination, const Packag
     }
     // A file copied onto itself is already in place; opening it for writing would empty it.
     struct stat from, to;
-    if (fstat(in, &from) == 0 && stat(destination, &to) == 0 && from.st_dev == to.st_dev &&
+    bool examined = fstat(in, &from) == 0;
+    if (examined && stat(destination, &to) == 0 && from.st_dev == to.st_dev &&
         from.st_ino == to.st_ino) {
         close(in);
         return CopyResult::Copied;
@@ -94,43 +181,12 @@ CopyResult copyRegular(const char* source, const char* destination, const Packag
         close(in);
         return CopyResult::WriteFailed;
     }
-    static thread_local char block[kCopyBlock];
-    static const char kZeros[kCopyBlock] = {};
-    CopyResult result = CopyResult::Copied;
-    off_t size = 0;
-    bool endsInHole = false;
-    for (;;) {
-        if (PackageCancelFlag::isSet(cancel)) {
-            result = CopyResult::Interrupted;
-            break;
-        }
-        ssize_t got = read(in, block, sizeof block);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got < 0) {
-            result = CopyResult::Unreadable;
-            break;
-        }
-        if (got == 0) {
-            break;
-        }
-        // A block of zeros is stepped over: a sparse file (a disk image) stays sparse and takes
-        // no room in the staging folder for its holes.
-        size += got;
-        endsInHole = memcmp(block, kZeros, static_cast<size_t>(got)) == 0;
-        bool moved = endsInHole ? lseek(out, got, SEEK_CUR) >= 0
-                                : writeAll(out, block, static_cast<size_t>(got));
-        if (!moved) {
-            *error = errno;
-            result = CopyResult::WriteFailed;
-            break;
-        }
-    }
-    if (result == CopyResult::Copied && endsInHole && ftruncate(out, size) != 0) {
-        *error = errno;
-        result = CopyResult::WriteFailed;
-    }
+    KernelCopy kernel =
+        examined ? kernelCopy(in, out, from.st_size, cancel, error) : KernelCopy::Unsupported;
+    CopyResult result = kernel == KernelCopy::Copied        ? CopyResult::Copied
+                        : kernel == KernelCopy::WriteFailed ? CopyResult::WriteFailed
+                        : kernel == KernelCopy::Interrupted ? CopyResult::Interrupted
+                                                            : blockCopy(in, out, cancel, error);
     close(in);
     if (close(out) != 0 && result == CopyResult::Copied) {
         *error = errno;
@@ -153,8 +209,6 @@ std::string numberedName(const std::string& name, int n) {
 
 SupportPackage::SupportPackage(const char* contents, bool owned)
     : _commandStream(nullptr),
-      _childOutput(nullptr),
-      _captureFile(nullptr),
       _contentsPath(nullptr),
       _applicationPath(nullptr),
       _systemPath(nullptr),
@@ -162,10 +216,7 @@ SupportPackage::SupportPackage(const char* contents, bool owned)
       _owned(owned),
       _packageInfo(nullptr),
       _lock(new Vesk_Mutex()),
-      _childPid(-1),
       _commandTimeout(kDefaultCommandTimeout),
-      _captureDeadline(0),
-      _captureStage(0),
       _dummyInfo(nullptr) {
     if (!contents) {
         return;
@@ -186,12 +237,6 @@ SupportPackage::~SupportPackage() {
         pclose(_commandStream);
     }
     delete _lock;
-    if (_captureFile) {
-        fclose(_captureFile);
-    }
-    if (_childOutput) {
-        fclose(_childOutput);
-    }
     freeDummyInfo(_dummyInfo);
 }
 

@@ -12,7 +12,8 @@
 //
 // Threads: one thread fills a package. Only addOutputToSys is serialised (by the package's lock,
 // held from before the pipe is made until the child has been reaped), so captures on the same
-// package from several threads run one after the other.
+// package from several threads run one after the other. The package job runs its commands side by
+// side instead, through a CaptureRun (which does not take the lock).
 //
 // Failure: results are 1 / 0 (see each operation); the copy operations report 0 whatever
 // happened, as their callers never look. A staged file or capture that could not be written whole
@@ -40,6 +41,7 @@
 #include "SupportPackageException.h"
 #include "Vesk_Thread.h"
 
+class CommandCapture;
 class PackageCancelFlag;
 class Vesk_Mutex;
 
@@ -130,10 +132,12 @@ class SupportPackage : public Vesk_Runnable {
     int addFilesToUsr(const char* pattern, bool recursive, const char* feature);
 
     // Copies a regular file; 1 when every byte was read and written (or source and destination
-    // are one file, which is left as it is). Each block is written through to the file as it
-    // goes, so a full disk shows at the block that did not fit, and the final close has nothing
-    // left to flush; blocks of zeros become holes, so a sparse file stays sparse. 0 when the
-    // source or the destination is not a regular file
+    // are one file, which is left as it is). The kernel copies it where it can (no byte passes
+    // through this process; a file system that shares blocks makes a reflink), run of data by run
+    // of data, so the source's holes stay holes. Across file systems it reads and writes large
+    // blocks instead, each written through as it goes, and blocks of zeros become holes. Either
+    // way a full disk shows at the write that did not fit, and the final close has nothing left
+    // to flush. 0 when the source or the destination is not a regular file
     // (FIFOs, sockets and devices are refused without blocking), when either cannot be opened,
     // when reading fails, or when not every byte could be written (the partial destination is
     // left in place).
@@ -162,6 +166,11 @@ class SupportPackage : public Vesk_Runnable {
     // The flag that stops this package's copies, captures and archive (not owned; it must outlive
     // the package). Null: nothing stops them.
     void setCancelFlag(const PackageCancelFlag* flag) { _cancel = flag; }
+    const PackageCancelFlag* cancelFlag() const { return _cancel; }
+
+    // The capture file system/<fileName>: its path, or an empty text when it does not fit a path
+    // buffer.
+    std::string capturePath(const char* fileName) const;
 
     // The first staged file, capture or report that could not be written whole, with the cause
     // ("system/shm.txt: No space left on device"); empty while every write succeeded.
@@ -192,7 +201,9 @@ class SupportPackage : public Vesk_Runnable {
 
     // Writes contents/package.xml and zips the contents folder (entries relative to it) to
     // archivePath. The archive is written beside archivePath under a temporary name, read back
-    // whole (every entry's CRC-32), synced and only then renamed over archivePath; on any failure
+    // whole (every entry's CRC-32), synced and only then renamed over archivePath; the
+    // compression, the read-back and the digest run on several threads, all joined before this
+    // returns; on any failure
     // the temporary file is removed and an existing archive stays exactly as it was. 1 when the
     // archive is in place, else 0: without package info or path, when the manifest cannot be
     // written, or when the archive could not be written, read back or renamed. archive (when not
@@ -248,16 +259,8 @@ class SupportPackage : public Vesk_Runnable {
     // Writes the archive of the contents folder to archivePath (see savePackage).
     bool writeArchive(const char* archivePath, PackageArchive* archive);
 
-    // Capture helpers (SupportPackageCapture.cpp): wait until the child's output is readable or
-    // the command's time is up; end the child's group step by step; reap the child.
-    bool waitForChildOutput();
-    bool captureTimeIsUp();
-    bool endChildGroup();
-    void reapChild();
-
-    FILE* _commandStream;  // pclose-d at destruction if set; nothing sets it
-    FILE* _childOutput;    // read end of the running command's pipe
-    FILE* _captureFile;    // receives the running command's output
+    FILE* _commandStream;                // pclose-d at destruction if set; nothing sets it
+    CommandCapture* _capture = nullptr;  // addOutputToSys's running command, for run()
     char* _contentsPath;
     char* _applicationPath;
     char* _systemPath;
@@ -269,15 +272,11 @@ class SupportPackage : public Vesk_Runnable {
     std::vector<std::string> _applicationEntries;
     std::vector<std::string> _userEntries;
     std::vector<std::string> _attachmentEntries;  // nothing fills it
-    int _childPid;
 
     int _commandTimeout;
-    long long _captureDeadline;           // monotonic milliseconds; meaningful while a child runs
-    int _captureStage;                    // 0 running, 1 terminated, 2 killed, 3 given up
     _sp_package_info_struct* _dummyInfo;  // owned; made by _genDummyPackInfo
     const PackageCancelFlag* _cancel = nullptr;
     std::string _stagingError;
-    std::string _captureName;  // the running capture's manifest entry, for failure messages
     std::set<std::string> _stagedFiles;  // every file copied in, so that none is replaced
 };
 

@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <system_error>
+#include <thread>
 
 #include "FileDigest.h"
 #include "PackageCancelFlag.h"
@@ -65,6 +67,7 @@ bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archi
         return false;
     }
     long entries = 0;
+    int threads = 1;
     {
         ZipBuilder zip(file.stream());
         zip.setCancelFlag(_cancel);
@@ -75,21 +78,40 @@ bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archi
             return false;
         }
         entries = zip.entryCount();
+        threads = zip.threadCount();
     }
     if (!file.releaseStream()) {
         archive->_error = file.error();
         return false;
     }
+    // The digest is taken on a second thread while the archive is read back: both only read the
+    // finished file, and the user waits for both.
+    bool digested = false;
+    int digestError = 0;
+    auto digest = [&] {
+        digested = FileDigest::sha256(file.temporaryPath(), &archive->_sha256, _cancel);
+        digestError = errno ? errno : EIO;
+    };
+    std::thread digester;
+    try {
+        digester = std::thread(digest);
+    } catch (const std::system_error&) {
+        digest();
+    }
     std::string why;
-    if (!ZipVerifier::verify(file.temporaryPath(), entries, _cancel, &why)) {
+    bool whole = ZipVerifier::verify(file.temporaryPath(), entries, _cancel, &why, threads);
+    if (digester.joinable()) {
+        digester.join();
+    }
+    if (!whole) {
         archive->_error = "the archive written for " + std::string(archivePath) +
                           " did not read back whole: " + why;
         return false;
     }
     struct stat st;
-    if (stat(file.temporaryPath().c_str(), &st) != 0 ||
-        !FileDigest::sha256(file.temporaryPath(), &archive->_sha256, _cancel)) {
-        archive->_error = std::string(archivePath) + ": " + strerror(errno ? errno : EIO);
+    if (!digested || stat(file.temporaryPath().c_str(), &st) != 0) {
+        archive->_error =
+            std::string(archivePath) + ": " + strerror(digested ? errno : digestError);
         return false;
     }
     archive->_size = st.st_size;

@@ -8,13 +8,17 @@
 
 #include <minizip/zip.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
+#include "DeflatePool.h"
 #include "PackageCancelFlag.h"
 #include "VeskFile.h"
 #include "VeskPath.h"
+#include "VeskPlatform.h"
 
 // A caller's stream under minizip's file functions. The error of the first failed write or
 // flush is kept, because minizip itself only says that something failed.
@@ -25,7 +29,8 @@ struct ZipStreamState {
 
 namespace {
 
-const size_t kReadBlockSize = 1024;  // files are read in 1 KiB blocks
+// What minizip's own entries say in "version made by".
+const uLong kVersionMadeBy = 0;
 
 zipFile handle(void* p) {
     return static_cast<zipFile>(p);
@@ -100,7 +105,8 @@ bool isFolder(const struct dirent* entry, const char* fullPath) {
 
 }  // namespace
 
-ZipBuilder::ZipBuilder(const char* path, bool append) : _zipFile(nullptr) {
+ZipBuilder::ZipBuilder(const char* path, bool append, int threads)
+    : _zipFile(nullptr), _threads(threads > 0 ? threads : defaultThreadCount()) {
     if (path != nullptr) {
         _zipFile = zipOpen64(path, append ? APPEND_STATUS_CREATEAFTER : APPEND_STATUS_CREATE);
         if (_zipFile == nullptr) {
@@ -109,8 +115,10 @@ ZipBuilder::ZipBuilder(const char* path, bool append) : _zipFile(nullptr) {
     }
 }
 
-ZipBuilder::ZipBuilder(FILE* stream)
-    : _zipFile(nullptr), _streamState(new ZipStreamState{stream, 0}) {
+ZipBuilder::ZipBuilder(FILE* stream, int threads)
+    : _zipFile(nullptr),
+      _streamState(new ZipStreamState{stream, 0}),
+      _threads(threads > 0 ? threads : defaultThreadCount()) {
     zlib_filefunc64_def functions = {streamOpen, streamRead,  streamWrite, streamTell,
                                      streamSeek, streamClose, streamError, _streamState.get()};
     _zipFile = stream ? zipOpen2_64("", APPEND_STATUS_CREATE, nullptr, &functions) : nullptr;
@@ -144,8 +152,90 @@ void ZipBuilder::fail(int zipResult) {
     }
 }
 
+int ZipBuilder::defaultThreadCount() {
+    int threads = 1;
+    vesk_processorCount(&threads);
+    const char* cap = getenv("CORVIX_ZIP_THREADS");
+    char* end = nullptr;
+    long most = cap ? strtol(cap, &end, 10) : 0;
+    if (cap && *cap && *end == '\0' && most >= 1 && most < threads) {
+        threads = static_cast<int>(most);
+    }
+    return std::min(std::max(threads, 1), DeflatePool::kMaxThreads);
+}
+
+bool ZipBuilder::writeNext(bool wait) {
+    if (!_pool || !ok()) {
+        return false;
+    }
+    DeflatePiece piece;
+    switch (_pool->next(&piece, wait)) {
+        case DeflatePool::Next::Piece:
+            break;
+        case DeflatePool::Next::Failed:
+            fail(_pool->error());
+            stopPool();
+            return false;
+        default:
+            return false;
+    }
+    Pending& entry = _pending.front();
+    zipFile archive = handle(_zipFile);
+    // Opened with the first bytes, when zlib has decided whether the data is text.
+    if (!entry._opened && (!piece._bytes.empty() || piece._last)) {
+        // Every entry carries the all-zero record (date, attributes), deflated at the library's
+        // default level. minizip's own deflate marks an entry whose data zlib took for text with
+        // the internal attribute 1 when it closes it; in raw mode it cannot know, so it is told.
+        zip_fileinfo info;
+        memset(&info, 0, sizeof(info));
+        info.internal_fa = piece._text ? Z_TEXT : 0;
+        int opened = zipOpenNewFileInZip4_64(archive, entry._name.c_str(), &info, nullptr, 0,
+                                             nullptr, 0, nullptr, Z_DEFLATED, Z_DEFAULT_COMPRESSION,
+                                             1, -MAX_WBITS, DEF_MEM_LEVEL, Z_DEFAULT_STRATEGY,
+                                             nullptr, 0, kVersionMadeBy, 0, entry._zip64);
+        if (opened != ZIP_OK) {
+            fail(opened);
+            stopPool();
+            return false;
+        }
+        entry._opened = true;
+    }
+    if (!piece._bytes.empty()) {
+        int written = zipWriteInFileInZip(archive, piece._bytes.data(),
+                                          static_cast<unsigned>(piece._bytes.size()));
+        if (written < 0) {
+            fail(written);
+            stopPool();
+            return false;
+        }
+    }
+    if (piece._last) {
+        _pending.pop_front();
+        int closed = zipCloseFileInZipRaw64(archive, piece._size, piece._crc);
+        if (closed != ZIP_OK) {
+            fail(closed);
+            stopPool();
+            return false;
+        }
+        ++_entryCount;
+    }
+    return true;
+}
+
+void ZipBuilder::stopPool() {
+    _pool.reset();
+    if (!_pending.empty() && _pending.front()._opened) {
+        // Ends the entry as far as it got; its CRC-32 does not match, so no reader takes it whole.
+        zipCloseFileInZipRaw64(handle(_zipFile), 0, 0);
+    }
+    _pending.clear();
+}
+
 void ZipBuilder::closeFile() {
     if (_zipFile != nullptr) {
+        while (writeNext(true)) {
+        }
+        stopPool();
         int result = zipClose(handle(_zipFile), nullptr);
         _zipFile = nullptr;
         if (result != ZIP_OK) {
@@ -240,8 +330,8 @@ int ZipBuilder::addFileToZip(const char* path, const char* base) {
     getFileTime(path, &info.tmz_date, &info.dosDate);
     memset(&info, 0, sizeof(info));
 
-    FILE* file = vesk_fopenRegular(path, "rb");
-    if (file == nullptr) {
+    int fd = vesk_openRegular(path, O_RDONLY);
+    if (fd < 0) {
         return 0;
     }
 
@@ -255,14 +345,14 @@ int ZipBuilder::addFileToZip(const char* path, const char* base) {
         point = strchr(path, '/');
     }
     if (point == nullptr) {
-        fclose(file);  // no entry name: the file is not added
+        close(fd);  // no entry name: the file is not added
         return 0;
     }
     if (*point != '\0') {
         ++point;  // skip the separator
     }
-    if (!ok()) {
-        fclose(file);  // the archive is lost already: nothing more goes in
+    if (!ok() || _zipFile == nullptr) {
+        close(fd);  // the archive is lost already, or was never opened: nothing more goes in
         return 1;
     }
     // The entry name is a tail of path, so it needs no buffer limit of its own.
@@ -270,42 +360,20 @@ int ZipBuilder::addFileToZip(const char* path, const char* base) {
     swapInUnixPathSeparators(&entryName[0]);
 
     struct stat st;
-    uint64_t size = fstat(fileno(file), &st) == 0 ? static_cast<uint64_t>(st.st_size) : 0;
-    int zip64 = size >= kZip64Threshold ? 1 : 0;
-    int opened =
-        zipOpenNewFileInZip64(handle(_zipFile), entryName.c_str(), &info, nullptr, 0, nullptr, 0,
-                              nullptr, Z_DEFLATED, Z_DEFAULT_COMPRESSION, zip64);
-    if (opened == ZIP_OK) {
-        char block[kReadBlockSize];
-        for (;;) {
-            if (PackageCancelFlag::isSet(_cancel)) {
-                fail("interrupted");
-                break;
-            }
-            size_t count = fread(block, 1, sizeof(block), file);
-            if (count == 0) {
-                if (ferror(file)) {
-                    fail(std::string("cannot read ") + path + ": " + strerror(errno));
-                }
-                break;
-            }
-            int written =
-                zipWriteInFileInZip(handle(_zipFile), block, static_cast<unsigned>(count));
-            if (written < 0) {
-                fail(written);
-                break;
-            }
-        }
-    } else if (_zipFile != nullptr) {
-        fail(opened);
+    uint64_t size = fstat(fd, &st) == 0 ? static_cast<uint64_t>(st.st_size) : 0;
+    if (!_pool) {
+        _pool.reset(new DeflatePool(_threads, _cancel));
     }
-    fclose(file);
-    int closed = zipCloseFileInZip(handle(_zipFile));
-    if (opened == ZIP_OK && closed != ZIP_OK) {
-        fail(closed);
+    // Only so many files wait for their turn: the oldest are written first.
+    while (ok() && _pool && _pool->full() && writeNext(true)) {
     }
-    if (opened == ZIP_OK && ok()) {
-        ++_entryCount;
+    if (!ok()) {
+        close(fd);
+        return 1;
+    }
+    _pending.push_back({entryName, size >= kZip64Threshold ? 1 : 0, false});
+    _pool->add(fd, size, path);
+    while (writeNext(false)) {
     }
     return 1;
 }

@@ -5,24 +5,38 @@
 // carries ZIP64 information; every other entry keeps the plain headers that every unzip reads
 // without a warning.
 //
+// Compression runs on a small pool of worker threads (DeflatePool): files are read in 1 MiB blocks
+// and compressed side by side, and each finished entry is written in raw mode, in the order the
+// files were added, with its size and CRC-32. A file below DeflatePool::kSplitThreshold (32 MiB)
+// is one deflate stream of minizip's own parameters, so the archive is byte for byte the one a
+// single thread (or minizip's own deflate) writes; a larger file is compressed in 1 MiB blocks on
+// all threads and joined into one stream, whose compressed bytes may differ, never its contents.
+// Memory stays bounded whatever the input: see DeflatePool.
+//
 // Ownership: the builder owns the open archive; closeFile() or the destructor finishes it. A
 // stream handed to the constructor stays the caller's: the builder writes to it and flushes it,
-// and never closes it.
-// Threads: one builder is used by one thread at a time; the cancel flag may be set from any.
+// and never closes it. A file taken by addFileToZip stays open until its entry is written.
+// Threads: one builder is used by one thread at a time (the archive is written on that thread);
+// the cancel flag may be set from any. The workers start with the first file added and are joined
+// by closeFile() and by the destructor, after a failure or a cancel too.
 // Failure: nothing is printed. The designed results of the add operations stay as they are
 // (they report whether a file was taken, not whether it went in whole); ok() and error() tell
 // whether every write, every entry's close and the archive's close succeeded. After the first
-// failure nothing more is added. A failed open leaves no archive open; later calls add nothing.
+// failure nothing more is added. A file that cannot be read whole (a read error, a file that
+// shrinks while it is read) fails the archive as a whole. A failed open leaves no archive open;
+// later calls add nothing.
 #ifndef CORVIX_SUPPORT_ZIPBUILDER_H
 #define CORVIX_SUPPORT_ZIPBUILDER_H
 
 #include <cstdint>
 #include <cstdio>
+#include <deque>
 #include <memory>
 #include <string>
 
 struct tm_zip_s;  // minizip's date record (<minizip/zip.h>)
 struct ZipStreamState;
+class DeflatePool;
 class PackageCancelFlag;
 
 class ZipBuilder {
@@ -33,11 +47,12 @@ class ZipBuilder {
     static const uint64_t kZip64Threshold = 0xFF000000ULL;
 
     // Opens the archive at path: a new file, or with append set, an archive added after the
-    // file's existing content. A null path opens nothing.
-    ZipBuilder(const char* path, bool append);
+    // file's existing content. A null path opens nothing. threads compress (1: none but the
+    // caller's; 0: defaultThreadCount()).
+    ZipBuilder(const char* path, bool append, int threads = 0);
     // Writes a new archive to stream, from its current position (normally an empty temporary
     // file); the stream stays open and the caller's.
-    explicit ZipBuilder(FILE* stream);
+    explicit ZipBuilder(FILE* stream, int threads = 0);
     // Calls closeFile().
     virtual ~ZipBuilder();
     ZipBuilder(const ZipBuilder&) = delete;
@@ -56,12 +71,20 @@ class ZipBuilder {
     // found in the path (no entry then).
     int addFileToZip(const char* path, const char* base);
 
-    // Finishes the archive (no global comment) if one is open.
+    // Writes every entry still being compressed, stops the workers and finishes the archive (no
+    // global comment) if one is open.
     void closeFile();
 
     // Stops the builder soon after flag is set: the entry being written is left unfinished and
-    // error() says "interrupted". flag must outlive the builder; null: never.
+    // error() says "interrupted". Set before the first file is added; flag must outlive the
+    // builder; null: never.
     void setCancelFlag(const PackageCancelFlag* flag) { _cancel = flag; }
+
+    // How many threads compress by default: the processors online, at most the number in the
+    // environment variable CORVIX_ZIP_THREADS when it holds one of 1 or more (1: no worker
+    // threads), at most DeflatePool::kMaxThreads.
+    static int defaultThreadCount();
+    int threadCount() const { return _threads; }
 
     // True while nothing has failed: the archive opened, and every entry taken so far was written
     // and closed whole (and, after closeFile(), the archive finished).
@@ -80,12 +103,28 @@ class ZipBuilder {
     static int getFileTime(const char* path, tm_zip_s* date, unsigned long* dosDate);
 
   private:
+    // An entry whose file is being compressed, oldest first.
+    struct Pending {
+        std::string _name;
+        int _zip64;
+        bool _opened;
+    };
+
     // Records the first failure: a minizip result, with the stream's or the system's error.
     void fail(int zipResult);
     void fail(const std::string& why);
+    // Writes the next compressed piece of the oldest entry into the archive (opening the entry
+    // first, closing it after its last piece); with wait, waits for the piece. False when nothing
+    // was written: none ready, none left, or a failure (which stops the pool).
+    bool writeNext(bool wait);
+    // Stops and joins the workers; an entry left open by a failure is ended as far as it got.
+    void stopPool();
 
     void* _zipFile;  // minizip's zipFile handle; null when no archive is open
     std::unique_ptr<ZipStreamState> _streamState;  // set when writing to a caller's stream
+    const int _threads;
+    std::unique_ptr<DeflatePool> _pool;  // made by the first file added
+    std::deque<Pending> _pending;
     const PackageCancelFlag* _cancel = nullptr;
     std::string _error;
     long _entryCount = 0;

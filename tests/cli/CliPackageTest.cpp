@@ -164,19 +164,38 @@ TEST_F(PackageCommandTest, FullPackageHoldsEveryCategoryAndTheAttachments) {
     EXPECT_NE(_err.find("[21/21] attachments\n"), std::string::npos);
 }
 
-TEST_F(PackageCommandTest, AHangingCommandIsEndedAndThePackageStillMade) {
-    // A private mount namespace puts a hanging program in place of one of the system commands.
+// The nine commands run side by side: one that hangs is ended at its timeout while the later ones
+// run and keep their output. A private mount namespace puts stand-ins in place of two programs:
+// lscpu (row 5) waits for what sysctl kernel.hostname (row 7) leaves, then hangs.
+TEST_F(PackageCommandTest, AHangingCommandIsEndedWhileTheOthersRunAndKeepTheirOutput) {
     if (!canMount()) {
         GTEST_SKIP() << "mount namespaces are not available to this user";
     }
-    writeFile(tmp("hang.sh"), "#!/bin/sh\necho partial\nexec sleep 1000\n");
+    const std::string mark = tmp("hostname-ran");
+    writeFile(tmp("hang.sh"), "#!/bin/sh\necho partial\nwhile [ ! -e " + mark +
+                                  " ]; do /bin/sleep 0.05; done\necho after-hostname\n"
+                                  "exec /bin/sleep 1000\n");
+    writeFile(tmp("sysctl.sh"), "#!/bin/sh\ncase \"$1\" in kernel.hostname) /usr/bin/touch " +
+                                    mark + "; echo host;; *) echo all;; esac\n");
     chmod(tmp("hang.sh").c_str(), 0755);
+    chmod(tmp("sysctl.sh").c_str(), 0755);
     const std::string archive = tmp("hung.zip");
     std::string wrapper = "unshare -m --propagation private sh -c 'mount --bind " + tmp("hang.sh") +
-                          " /usr/bin/lscpu && exec \"$0\" \"$@\"'";
-    ASSERT_EQ(package("-o " + quoted(archive) + " --command-timeout 1", wrapper), 0) << _err;
-    EXPECT_EQ(member(archive, "system/hardwareInfo.txt").rfind("partial\n", 0), 0u);
-    EXPECT_EQ(entries(archive).count("system/ifconfig.txt"), 1u);  // later rows still ran
+                          " /usr/bin/lscpu && mount --bind " + tmp("sysctl.sh") +
+                          " /sbin/sysctl && exec \"$0\" \"$@\"'";
+    time_t start = time(nullptr);
+    ASSERT_EQ(package("-o " + quoted(archive) + " --command-timeout 2", wrapper), 0) << _err;
+    EXPECT_LT(time(nullptr) - start, 10);
+    EXPECT_EQ(member(archive, "system/hardwareInfo.txt"), "partial\nafter-hostname\n");
+    EXPECT_EQ(member(archive, "system/hostname.txt") + member(archive, "system/shm.txt"),
+              "host\nall\n");
+    std::set<std::string> names = entries(archive);
+    for (const char* file :
+         {"console.log", "systemConsole.log", "processList.txt", "ifconfig.txt", "userInfo.txt"}) {
+        EXPECT_EQ(names.count(std::string("system/") + file), 1u) << file;
+    }
+    EXPECT_NE(member(archive, "system/processList.txt"), "");
+    EXPECT_NE(_err.find("Command still running after 2 seconds; ending it."), std::string::npos);
 }
 
 // Every comment comes back whole from the manifest: parsed as XML, with the designed double

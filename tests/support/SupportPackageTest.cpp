@@ -1,5 +1,6 @@
 #include "SupportPackage.h"
 
+#include <fcntl.h>
 #include <glob.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -60,6 +61,13 @@ bool processGone(const std::string& pid) {
         usleep(10000);
     }
     return false;
+}
+
+// The threads of this process.
+int taskCount() {
+    std::string listing;
+    runCommand("ls /proc/" + std::to_string(getpid()) + "/task | wc -l", &listing);
+    return std::stoi(listing);
 }
 
 }  // namespace
@@ -134,14 +142,31 @@ TEST_F(SupportPackageTest, CopiesFilesIntoCategoriesAndSavesThem) {
     EXPECT_THROW(_package->addFileToSys(tmp("src/system.log").c_str(), "blocked"),
                  SupportPackageException);
 
-    std::string data;
+    // A sparse file (data, a hole, data, a hole to its end) stays whole and sparse, copied by the
+    // kernel within a file system and by reading and writing from another (a tmpfs).
+    std::string block;
     for (int i = 0; i < 3000; ++i) {
-        data += static_cast<char>(i * 7);
+        block += static_cast<char>(i * 7);
     }
-    data += std::string(200000, '\0');  // zeros become holes; the copy still ends where it should
-    writeFile(tmp("in.bin"), data);
-    EXPECT_EQ(SupportPackage::copyFile(tmp("in.bin").c_str(), tmp("out.bin").c_str()), 1);
-    EXPECT_EQ(readFile(tmp("out.bin")), data);
+    const std::string data =
+        block + std::string((2 << 20) - 3000, '\0') + block + std::string((1 << 20) - 3000, '\0');
+    char shm[] = "/dev/shm/corvix-test-XXXXXX";
+    std::vector<std::string> sources = {tmp("in.bin")};
+    if (mkdtemp(shm)) {
+        sources.push_back(std::string(shm) + "/in.bin");
+    }
+    for (const std::string& in : sources) {
+        int fd = open(in.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+        EXPECT_EQ(pwrite(fd, block.data(), 3000, 0) + pwrite(fd, block.data(), 3000, 2 << 20),
+                  6000);
+        EXPECT_EQ(ftruncate(fd, 3 << 20) + close(fd), 0);
+        EXPECT_EQ(SupportPackage::copyFile(in.c_str(), tmp("out.bin").c_str()), 1);
+        EXPECT_TRUE(readFile(tmp("out.bin")) == data) << in;
+        struct stat st;
+        EXPECT_EQ(stat(tmp("out.bin").c_str(), &st), 0);
+        EXPECT_LT(st.st_blocks * 512, 1 << 20) << in;
+    }
+    SupportPackage::killDirectory(shm);
     EXPECT_EQ(SupportPackage::copyFile(tmp("in.bin").c_str(), "/dev/full"), 0);
     EXPECT_EQ(SupportPackage::copyFile(tmp("in.bin").c_str(), tmp("no/dir/out").c_str()), 0);
     FileSizeLimit full(1000);
@@ -240,8 +265,8 @@ TEST_F(SupportPackageTest, CaptureWithoutFileStillDrainsAndReapsTheChild) {
     EXPECT_EQ(orphan.systemEntries(), Entries{"system/big.txt"});
 }
 
-// A full disk or a cancel leaves an old archive exactly as it was and no temporary file beside
-// it.
+// A full disk, a file that cannot be read or a cancel leaves an old archive exactly as it was, no
+// temporary file beside it and no compressing thread running.
 TEST_F(SupportPackageTest, SavingReplacesAnArchiveOnlyWithAWholeOne) {
     runCommand("head -c 20000 /dev/urandom > '" + _stage + "/system/data.txt'");
     _sp_package_info_struct info = {};
@@ -254,6 +279,13 @@ TEST_F(SupportPackageTest, SavingReplacesAnArchiveOnlyWithAWholeOne) {
         EXPECT_EQ(_package->savePackage(archive.c_str(), &saved), 0);
     }
     EXPECT_EQ(saved._error, archive + ": File too large");
+    // Reading this process's memory from its start fails on every thread.
+    const int before = taskCount();
+    ASSERT_EQ(symlink("/proc/self/mem", (_stage + "/user/mem").c_str()), 0);
+    EXPECT_EQ(_package->savePackage(archive.c_str(), &saved), 0);
+    EXPECT_EQ(saved._error, archive + ": cannot read " + _stage + "/user/mem: Input/output error");
+    EXPECT_EQ(taskCount(), before);
+    unlink((_stage + "/user/mem").c_str());
     PackageCancelFlag cancel;
     cancel.request();
     _package->setCancelFlag(&cancel);

@@ -3,8 +3,12 @@
 #include "ZipBuilder.h"
 
 #include <dirent.h>
+#include <minizip/zip.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstring>
+#include <sstream>
 #include <string>
 
 #include "PackageCancelFlag.h"
@@ -37,6 +41,43 @@ class ZipBuilderTest : public SandboxTest {
         _staging = tmp("osp_abc1234");
         _archive = tmp("CorvixSupport.zip");
     }
+    // The archive that minizip's own deflate writes of the staging folder's files named in order
+    // (one a line), in that order.
+    std::string minizipArchive(const std::string& order) {
+        const std::string path = tmp("minizip.zip");
+        zipFile archive = zipOpen64(path.c_str(), APPEND_STATUS_CREATE);
+        std::istringstream names(order);
+        for (std::string name; std::getline(names, name);) {
+            zip_fileinfo info;
+            memset(&info, 0, sizeof info);
+            // "system/a/b/c.txt" is the file "a\\b\\c.txt" of the system folder.
+            std::string file = name;
+            if (!exists(_staging + "/" + file)) {
+                std::replace(file.begin() + file.find('/') + 1, file.end(), '/', '\\');
+            }
+            std::string data = readFile(_staging + "/" + file);
+            EXPECT_EQ(ZIP_OK,
+                      zipOpenNewFileInZip64(archive, name.c_str(), &info, nullptr, 0, nullptr, 0,
+                                            nullptr, Z_DEFLATED, Z_DEFAULT_COMPRESSION, 0));
+            zipWriteInFileInZip(archive, data.data(), static_cast<unsigned>(data.size()));
+            zipCloseFileInZip(archive);
+        }
+        zipClose(archive, nullptr);
+        return readFile(path);
+    }
+    // A script that checks every CRC and lists each entry's name, size, method, attributes,
+    // comment and date, sorted by name.
+    std::string pythonCheck() {
+        writeFile(tmp("check.py"),
+                  "import sys, zipfile\n"
+                  "z = zipfile.ZipFile(sys.argv[1])\n"
+                  "if z.testzip() is not None: sys.exit('bad entry')\n"
+                  "for i in sorted(z.infolist(), key=lambda i: i.filename):\n"
+                  "    print(i.filename, i.file_size, i.compress_type, i.external_attr, "
+                  "i.comment,\n"
+                  "          i.date_time)\n");
+        return tmp("check.py");
+    }
     // The entry names, sorted, one a line.
     std::string names() {
         std::string output;
@@ -49,56 +90,114 @@ class ZipBuilderTest : public SandboxTest {
 
 }  // namespace
 
-TEST_F(ZipBuilderTest, StagingFolderBecomesAnArchiveThatOthersAccept) {
-    // More than one read block and more than the library's 64 KiB output buffer.
-    std::string big;
+// Whatever the number of threads, the archive is byte for byte the one minizip's own deflate
+// writes (order, headers, zero dates, the text attribute, compressed bytes), and others read it.
+TEST_F(ZipBuilderTest, StagingFolderBecomesMinizipsOwnArchiveWhateverTheThreads) {
+    // More than one 1 MiB step and more than the library's 64 KiB output buffer; a text and a
+    // file of zeros whose first deflate block reaches past the first step.
+    std::string big, log;
     unsigned state = 12345;
     for (int i = 0; i < 300000; ++i) {
         state = state * 1103515245u + 12345u;
         big.push_back(static_cast<char>(i % 7 == 0 ? (state >> 16) & 0xff : 'a' + i % 26));
     }
+    while (log.size() < (5u << 19)) {
+        log += "frame " + std::to_string(log.size() % 9973) + " rendered\n";
+    }
     writeFile(_staging + "/package.xml", "<?xml version=\"1.0\" ?>\n<SupportInfo/>\n");
     writeFile(_staging + "/system/processList.txt", big);
     writeFile(_staging + "/system/empty.txt", "");
     writeFile(_staging + "/system/a\\b\\c.txt", "abc\n");
-    writeFile(_staging + "/application/Corvix/corvix.log", "log line\n");
+    writeFile(_staging + "/application/Corvix/corvix.log", log);
+    writeFile(_staging + "/application/zeros.bin", std::string(3u << 20, '\0'));
+    std::string play;
+    while (play.size() < (3u << 20)) {
+        play += "all work and no play\n";
+    }
+    writeFile(_staging + "/user/play.txt", play);
     writeFile(_staging + "/user/.hidden", "secret\n");  // hidden files go in, hidden folders not
     writeFile(_staging + "/user/.cache/inside.txt", "cached\n");
     writeFile(_staging + "/.git/config", "x\n");
-    {
-        ZipBuilder builder(_archive.c_str(), false);
+    std::string archives[2];
+    for (int threads : {1, 4}) {
+        ZipBuilder builder(_archive.c_str(), false, threads);
         EXPECT_EQ(1, builder.addFolderToZip(_staging.c_str(), true, _staging.c_str()));
+        builder.closeFile();
+        EXPECT_TRUE(builder.ok()) << builder.error();
+        archives[threads / 4] = readFile(_archive);
     }
+    EXPECT_TRUE(archives[0] == archives[1]);
+    std::string order;
+    ASSERT_EQ(0, runCommand("unzip -Z1 '" + _archive + "'", &order));
+    EXPECT_TRUE(minizipArchive(order) == archives[0]);
 
     // Files far below 4 GiB get plain headers: version 2.0 and no extra field (no ZIP64 block
     // that readers would warn about).
-    std::string bytes = readFile(_archive);
+    std::string bytes = archives[0];
     ASSERT_GE(bytes.size(), 30u);
     EXPECT_EQ(std::string("PK\x03\x04\x14", 5), bytes.substr(0, 5));
     EXPECT_EQ(std::string(2, '\0'), bytes.substr(28, 2));
-    EXPECT_TRUE(ZipVerifier::verify(_archive, 6, nullptr, nullptr));
+    EXPECT_TRUE(ZipVerifier::verify(_archive, 8, nullptr, nullptr));
 
     std::string output;
     EXPECT_EQ(0, runCommand("unzip -t '" + _archive + "' 2>&1", &output)) << output;
     EXPECT_NE(std::string::npos, output.find("No errors detected")) << output;
     // Python checks every CRC; the modification times are not kept: every entry has the
     // all-zero date, which reads as 1980, month 1, day 0, midnight.
-    writeFile(tmp("check.py"),
-              "import sys, zipfile\n"
-              "z = zipfile.ZipFile(sys.argv[1])\n"
-              "if z.testzip() is not None: sys.exit('bad entry')\n"
-              "for i in sorted(z.infolist(), key=lambda i: i.filename):\n"
-              "    print(i.filename, i.file_size, i.compress_type, i.external_attr, i.comment,\n"
-              "          i.date_time)\n");
-    EXPECT_EQ(0, runCommand("python3 '" + tmp("check.py") + "' '" + _archive + "' 2>&1", &output));
+    EXPECT_EQ(0, runCommand("python3 '" + pythonCheck() + "' '" + _archive + "' 2>&1", &output));
     EXPECT_EQ(
-        "application/Corvix/corvix.log 9 8 0 b'' (1980, 1, 0, 0, 0, 0)\n"
+        "application/Corvix/corvix.log 2621444 8 0 b'' (1980, 1, 0, 0, 0, 0)\n"
+        "application/zeros.bin 3145728 8 0 b'' (1980, 1, 0, 0, 0, 0)\n"
         "package.xml 38 8 0 b'' (1980, 1, 0, 0, 0, 0)\n"
         "system/a/b/c.txt 4 8 0 b'' (1980, 1, 0, 0, 0, 0)\n"
         "system/empty.txt 0 8 0 b'' (1980, 1, 0, 0, 0, 0)\n"
         "system/processList.txt 300000 8 0 b'' (1980, 1, 0, 0, 0, 0)\n"
-        "user/.hidden 7 8 0 b'' (1980, 1, 0, 0, 0, 0)\n",
+        "user/.hidden 7 8 0 b'' (1980, 1, 0, 0, 0, 0)\n"
+        "user/play.txt 3145737 8 0 b'' (1980, 1, 0, 0, 0, 0)\n",
         output);
+}
+
+// A file above the split threshold is compressed in blocks on every thread: the same archive with
+// one and with four threads, read back whole by others, within 1 % of one deflate stream. A file
+// that shrinks while it is read fails the archive.
+TEST_F(ZipBuilderTest, ALargeFileIsSplitAcrossThreadsAndStaysWhole) {
+    const std::string large = _staging + "/user/scene.aep";
+    makeDirs(_staging + "/user");
+    writeFile(_staging + "/package.xml", "<SupportInfo/>\n");
+    // 40 MiB: random MiBs among text and holes.
+    ASSERT_EQ(0, runCommand("cd '" + _staging +
+                            "/user' && head -c 1M /dev/urandom > r && "
+                            "yes 'layer 12 frame 1024' | head -c 3M > t && for i in $(seq 0 5 35);"
+                            " do dd if=r of=scene.aep bs=1M seek=$i conv=notrunc status=none; "
+                            "dd if=t of=scene.aep bs=1M seek=$((i + 1)) conv=notrunc status=none;"
+                            " done && truncate -s 40M scene.aep && rm r t"));
+    std::string archives[2];
+    for (int threads : {1, 4}) {
+        ZipBuilder builder(_archive.c_str(), false, threads);
+        builder.addFolderToZip(_staging.c_str(), true, _staging.c_str());
+        builder.closeFile();
+        EXPECT_TRUE(builder.ok()) << builder.error();
+        archives[threads / 4] = readFile(_archive);
+    }
+    EXPECT_TRUE(archives[0] == archives[1]);
+    std::string output;
+    EXPECT_EQ(0, runCommand("python3 '" + pythonCheck() + "' '" + _archive + "' 2>&1", &output));
+    EXPECT_EQ(
+        "package.xml 15 8 0 b'' (1980, 1, 0, 0, 0, 0)\n"
+        "user/scene.aep 41943040 8 0 b'' (1980, 1, 0, 0, 0, 0)\n",
+        output);
+    EXPECT_EQ(0, runCommand("unzip -tq '" + _archive + "' >/dev/null"));
+    std::string order;
+    ASSERT_EQ(0, runCommand("unzip -Z1 '" + _archive + "'", &order));
+    double oneStream = static_cast<double>(minizipArchive(order).size());
+    EXPECT_LT(archives[0].size() / oneStream, 1.01);
+
+    // A file that loses its end after it was added: the blocks beyond it cannot be read.
+    ZipBuilder builder(_archive.c_str(), false, 1);
+    EXPECT_EQ(1, builder.addFileToZip(large.c_str(), _staging.c_str()));
+    ASSERT_EQ(0, truncate(large.c_str(), 3 << 20));
+    builder.closeFile();
+    EXPECT_EQ(large + " became shorter while it was archived", builder.error());
 }
 
 TEST_F(ZipBuilderTest, FolderArguments) {
@@ -199,14 +298,18 @@ TEST_F(ZipBuilderTest, DamageIsFoundOnReadBack) {
     EXPECT_FALSE(ZipVerifier::verify(_archive, 2, &cancelled, &why));
     EXPECT_EQ("interrupted", why);
 
+    // Read back on one thread, and shared out among three.
     size_t dataStart = 30 + (uint8_t(whole[26]) | uint8_t(whole[27]) << 8);
     std::string flipped = whole;
     flipped[dataStart + 1000] ^= 0x10;
-    writeFile(_archive, flipped);
-    EXPECT_FALSE(ZipVerifier::verify(_archive, 2, nullptr, &why));
-    EXPECT_EQ(0u, why.find("the entry \"" + whole.substr(30, dataStart - 30) + "\" is not whole"))
-        << why;
-    writeFile(_archive, whole.substr(0, whole.size() - 30));
-    EXPECT_FALSE(ZipVerifier::verify(_archive, 2, nullptr, &why));
-    EXPECT_EQ("its central directory cannot be read", why);
+    for (int threads : {1, 3}) {
+        writeFile(_archive, flipped);
+        EXPECT_FALSE(ZipVerifier::verify(_archive, 2, nullptr, &why, threads));
+        EXPECT_EQ(0u,
+                  why.find("the entry \"" + whole.substr(30, dataStart - 30) + "\" is not whole"))
+            << why;
+        writeFile(_archive, whole.substr(0, whole.size() - 30));
+        EXPECT_FALSE(ZipVerifier::verify(_archive, 2, nullptr, &why, threads));
+        EXPECT_EQ("its central directory cannot be read", why);
+    }
 }
