@@ -18,8 +18,9 @@
 //   CORVIX_FAULT_LOG    a file outside the sandbox that gets one line per counted call:
 //                       "<index> [FAIL ]<site> <path>", the path "-" for calls on a descriptor
 //   CORVIX_FAIL_AT      N: the Nth counted call fails (with CORVIX_FAIL_SITE: the Nth of that site)
-//   CORVIX_FAIL_SITE    a site as the log names it: the kind, then the return addresses of the
-//                       program's innermost four frames as offsets in its file
+//   CORVIX_FAIL_SITE    a site as the log names it: the kind (with "+thread" when the call is
+//                       made on another thread than the program's first), then the return
+//                       addresses of the program's innermost four frames as offsets in its file
 //   CORVIX_FAIL_ERRNO   "ENOSPC" (default), "EIO" or a number
 //
 // A failed call does nothing and returns -1 (null) with errno set, except close, which closes the
@@ -123,11 +124,13 @@ bool below(int dirfd, const char* path) {
            (full[g_folderLength] == '/' || full[g_folderLength] == '\0');
 }
 
-// The site of a call: its kind and the program's innermost four return addresses as offsets.
+// The site of a call: its kind ("+thread" when made on another thread than the program's first)
+// and the program's innermost four return addresses as offsets.
 void siteOf(Kind kind, char* out, size_t size) {
     void* frames[48];
     int depth = backtrace(frames, 48);
-    size_t used = static_cast<size_t>(snprintf(out, size, "%s", kKindNames[kind]));
+    size_t used = static_cast<size_t>(
+        snprintf(out, size, "%s%s", kKindNames[kind], gettid() != getpid() ? "+thread" : ""));
     int taken = 0;
     for (int i = 0; i < depth && taken < 4 && used < size; ++i) {
         Dl_info info;

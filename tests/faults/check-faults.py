@@ -4,8 +4,9 @@
     check-faults.py --binary corvix-support --preload libcorvix_faults.so --verb VERB [--cap N]
 
 VERB is package, logging, pin (renderers pin) or clean (clean --all --yes). A clean run under
-the fault library (FaultInjection.cpp) lists every counted call with its site (the kind of call
-and the program's four innermost return addresses). Then, in a fresh copy of the fixture each
+the fault library (FaultInjection.cpp) lists every counted call with its site (the kind of call,
+marked when made on a thread of the program's own, and the program's four innermost return
+addresses); it must hold the kinds the verb is known to make on each thread (REQUIRED). Then, in a fresh copy of the fixture each
 time, the verb runs once per injection: the k-th call of a site fails, alternately with ENOSPC
 and EIO. Every call is failed when the clean run makes at most --cap calls; otherwise the first
 and last call of every site and evenly spaced calls in between, up to --cap runs. After each run:
@@ -163,6 +164,13 @@ VERBS = {
 }
 
 
+# Kinds of call that a verb's clean run must make where the walk can see them: the staging copy's
+# kernel copy, and the captures' writes on the thread that runs the commands. A call that stops
+# being counted (a new way of making it, a capture moved) would otherwise drop out of the walk
+# unnoticed.
+REQUIRED = {"package": ["copy_file_range", "write+thread", "close+thread"]}
+
+
 def leftovers(sandbox):
     """Temporary files of atomic writes (".<name>.XXXXXX.tmp") anywhere in the sandbox."""
     return [os.path.join(folder, name) for folder, _, names in os.walk(sandbox)
@@ -263,6 +271,11 @@ def main():
         sites = collections.OrderedDict()
         for _, site, _ in calls:
             sites[site] = sites.get(site, 0) + 1
+        unseen = [kind for kind in REQUIRED.get(args.verb, [])
+                  if not any(site.split(":")[0] == kind for site in sites)]
+        if unseen:
+            print("the clean run makes no counted %s call" % " or ".join(unseen))
+            return 1
         if args.list:
             for site, count in sites.items():
                 print("%4d x %s" % (count, symbolized(args.binary, site)))
