@@ -1,28 +1,17 @@
-// The 3D Renderers view in the real window, over fixture renderers in a sandboxed machine root:
-// "Cinema" found by its render control file (a bundle in the applications folder), "Prism 3D"
-// found through the application registry (a mime type and a desktop entry), "Vertex" missing.
-// Driven through the rows' pop-ups, path editors and "Apply"; alerts answered by a recording.
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <QAbstractButton>
+// The 3D Renderers view over fixture renderers: "Cinema" found by its render control file (a
+// bundle in the applications folder), "Prism 3D" found through the application registry (a mime
+// type and a desktop entry), "Vertex" missing. Driven through the rows' pop-ups, path editors and
+// "Apply".
 #include <QComboBox>
 #include <QLineEdit>
 #include <QTableView>
-#include <QTemporaryDir>
-#include <QTest>
-
-#include <memory>
 
 #include "../renderers/RendererFiles.h"
-#include "CorvixSupportPrefsController.h"
-#include "GuiSandbox.h"
-#include "NSDarkToolBar.h"
-#include "RecordingWindowDialogs.h"
+#include "GuiTest.h"
 #include "RenderViewController.h"
 #include "WindowResources.h"
+
+using GuiTest::Window;
 
 namespace {
 
@@ -48,23 +37,10 @@ class RenderViewControllerTest : public QObject {
         QVERIFY(renderer_files::registerApplications((_registry.path() + "/share").toStdString(),
                                                      {"\"" + _prism.toStdString() + "\" %f"}));
     }
-    void init() {
-        _sandbox = std::make_unique<GuiSandbox>();
-        _dialogs = std::make_unique<RecordingWindowDialogs>();
-        _folder = _sandbox->root() +
-                  "/Library/Application Support/Orvanta Software/CorvixPro2/"
-                  "Renderers";
-        _cinema = _sandbox->root() + "/Applications/Cinema.app/Contents/MacOS/Cinema";
-    }
-    void cleanup() {
-        setReadOnly(false);
-        TabbedPrefsWindowController::releaseSharedPrefsWindowController();
-        _sandbox.reset();
-    }
+    void cleanup() { _w.reset(); }
 
     void anEmptyFolderShowsNoRowsAndWritesNoPins() {
-        QVERIFY(QDir().mkpath(_folder));
-        openView();
+        open(false);
         QCOMPARE(_table->model()->rowCount(), 0);
         apply();
         expectAlert(kDone, kRestart);
@@ -72,8 +48,7 @@ class RenderViewControllerTest : public QObject {
     }
 
     void specifyKeepsThePathAndOpensItForEditing() {
-        makeRenderers();
-        openView();
+        open();
         QCOMPARE(state("Cinema"), "Discover Installed " + _cinema);
         QCOMPARE(state("Prism 3D"), "Discover Installed " + _prism);
         QCOMPARE(state("Vertex"), QString("Discover Missing "));
@@ -85,7 +60,6 @@ class RenderViewControllerTest : public QObject {
 
         choose("Prism 3D", "Specify");
         QCOMPARE(state("Prism 3D"), "Specify Installed " + _prism);
-        QVERIFY(pathEditor("Prism 3D") != nullptr);
         QCOMPARE(pathEditor("Prism 3D")->selectedText(), _prism);
 
         // Selecting opens the path; closing it untouched is no edit, a case-only change is one.
@@ -100,10 +74,9 @@ class RenderViewControllerTest : public QObject {
     }
 
     void pinsAreWrittenRemovedAndReadBack() {
-        makeRenderers();
-        const QString odd = _sandbox->path("pins/a&b  c/prism");
+        open();
+        const QString odd = _w->path("pins/a&b  c/prism");
         QVERIFY(renderer_files::makeExecutable(odd.toStdString()));
-        openView();
         choose("Cinema", "Specify");
         apply();
         QCOMPARE(overrides(), kHeader + "\n<renderer name=\"Cinema\">" + _cinema.toUtf8() +
@@ -117,28 +90,24 @@ class RenderViewControllerTest : public QObject {
         QCOMPARE(overrides().count("\n<renderer "), 1);
         QVERIFY(overrides().contains("\n<renderer name=\"Prism 3D\">"));
 
-        TabbedPrefsWindowController::releaseSharedPrefsWindowController();
-        openView();
+        _w->close();
+        _w->open("3D Renderers");
+        _table = Window::find<QTableView>("_table", _w->view("3D Renderers"));
         QCOMPARE(state("Prism 3D"), "Specify Installed " + odd);
         QCOMPARE(state("Cinema"), "Discover Installed " + _cinema);
     }
 
-    void anUnwritableFolderKeepsTheEditsForTheNextApply() {
-        makeRenderers();
-        openView();
+    void aRefusedWriteKeepsTheEditsForTheNextApply() {
+        open();
         select("Vertex");
         // Still being typed when "Apply" is pressed.
         QTest::keyClicks(pathEditor("Vertex"), "/opt/vertex");
-        if (!setReadOnly(true)) {
-            QSKIP("cannot make a folder read-only here: root without a mount namespace of its own");
-        }
+        QVERIFY(QDir().mkpath(_folder + "/overrides.xml"));  // not a file: the write refuses it
         apply();
         expectAlert("Could not update 3d render settings.",
                     "There was trouble modifying the overrides file.");
         QCOMPARE(state("Vertex"), QString("Specify Missing /opt/vertex"));
-        QVERIFY(!QFile::exists(_folder + "/overrides.xml"));
-
-        setReadOnly(false);
+        QVERIFY(QDir(_folder).rmdir("overrides.xml"));
         apply();
         expectAlert(kDone, kRestart);
         QCOMPARE(overrides(),
@@ -148,8 +117,7 @@ class RenderViewControllerTest : public QObject {
     // A row outside the list and a path longer than a path buffer are refused with the core's
     // message, the rows as they were; the file chooser opens on the start path.
     void refusalsLeaveTheRowsAndTheChooserOpensOnThePath() {
-        makeRenderers();
-        openView();
+        open();
         auto* controller = _table->parent()->findChild<RenderViewController*>();
         const QStringList before = {state("Cinema"), state("Prism 3D"), state("Vertex")};
         QVERIFY(!controller->setObjectValue(1, "mode", 3));
@@ -161,43 +129,41 @@ class RenderViewControllerTest : public QObject {
         type("Prism 3D", tooLong);
         expectAlert(RenderViewController::kEditRefusedTitle,
                     "Path too long (1101 bytes, at most 1023 fit), not used: " + tooLong);
-        QCOMPARE(_dialogs->calls.size(), 3);
+        QCOMPARE(_w->dialogs.alerts.size(), 3);
         QCOMPARE(QStringList({state("Cinema"), state("Prism 3D"), state("Vertex")}), before);
 
         controller->browseForInput("/opt/prism/bin/prism", 7);
-        const auto* panel = std::get_if<OpenPanelOptions>(&_dialogs->calls.last());
-        QVERIFY(panel != nullptr);
-        QCOMPARE(QStringList({panel->title, panel->prompt, panel->directory, panel->fileName}),
+        const OpenPanelOptions panel = _w->dialogs.openPanels.value(0);
+        QCOMPARE(QStringList({panel.title, panel.prompt, panel.directory, panel.fileName}),
                  QStringList({"Open a Cinema 4D File", "Open", "/opt/prism/bin", "prism"}));
-        QVERIFY(panel->canChooseFiles && !panel->canChooseDirectories);
-        QVERIFY(panel->canCreateDirectories && !panel->allowsMultipleSelection);
+        QVERIFY(panel.canChooseFiles && !panel.canChooseDirectories);
+        QVERIFY(panel.canCreateDirectories && !panel.allowsMultipleSelection);
     }
 
   private:
-    void makeRenderers() {
-        QVERIFY(renderer_files::makeBundle(
-            (_sandbox->root() + "/Applications/Cinema.app").toStdString(), "Cinema", "26"));
-        const char* const files[][3] = {
-            {"cinema.xml", "Cinema", "<executable>($APPDIR)/Cinema.app/Contents/MacOS/Cinema"},
-            {"prism.xml", "Prism 3D", "<executable discover=\"cvxscene\">^prism$"},
-            {"vertex.xml", "Vertex", "<executable>/nowhere/vertex"}};
-        for (const auto& [file, name, executable] : files) {
-            QVERIFY(GuiSandbox::writeFile(
-                _folder + "/" + file, QByteArray("<?xml version=\"1.0\" ?>\n<renderer name=\"") +
-                                          name + "\">\n" + executable +
-                                          "</executable>\n</renderer>\n"));
-        }
-    }
-
-    // The window as the application shows it, on the 3D Renderers view.
-    void openView() {
-        CorvixSupportPrefsController* prefs =
-            CorvixSupportPrefsController::sharedPrefsWindowController();
-        prefs->setDialogs(_dialogs.get());
-        prefs->showWindow(nullptr);
-        prefs->darkToolbar()->findChild<QAbstractButton*>("3D Renderers")->click();
-        QTRY_VERIFY(!prefs->isAnimating());
-        _table = prefs->viewForIdentifier("3D Renderers")->findChild<QTableView*>("_table");
+    // The window on the 3D Renderers view, over an empty renderers folder or the three
+    // renderers.
+    void open(bool withRenderers = true) {
+        _w = std::make_unique<Window>("3D Renderers", [&](const Window& w) {
+            _folder = w.product("CorvixPro2", "Renderers");
+            _cinema = w.root() + "/Applications/Cinema.app/Contents/MacOS/Cinema";
+            QVERIFY(QDir().mkpath(_folder));
+            if (!withRenderers) {
+                return;
+            }
+            QVERIFY(renderer_files::makeBundle(
+                (w.root() + "/Applications/Cinema.app").toStdString(), "Cinema", "26"));
+            const char* const files[][3] = {
+                {"cinema", "Cinema", "<executable>($APPDIR)/Cinema.app/Contents/MacOS/Cinema"},
+                {"prism", "Prism 3D", "<executable discover=\"cvxscene\">^prism$"},
+                {"vertex", "Vertex", "<executable>/nowhere/vertex"}};
+            for (const auto& [file, name, executable] : files) {
+                w.file(_folder + "/" + file + ".xml",
+                       QByteArray("<?xml version=\"1.0\" ?>\n<renderer name=\"") + name + "\">\n" +
+                           executable + "</executable>\n</renderer>\n");
+            }
+        });
+        _table = Window::find<QTableView>("_table", _w->view("3D Renderers"));
     }
 
     // The cell of the named renderer's row in the column of that identifier.
@@ -242,49 +208,15 @@ class RenderViewControllerTest : public QObject {
     void apply() { _table->parentWidget()->findChild<QAbstractButton*>("_applyButton")->click(); }
 
     void expectAlert(const QString& title, const QString& message) {
-        QVERIFY(!_dialogs->calls.isEmpty());
-        const auto* alert = std::get_if<RecordedAlert>(&_dialogs->calls.last());
-        QVERIFY(alert != nullptr);
-        QCOMPARE(
-            QStringList({alert->title, alert->message, alert->defaultButton, alert->otherButton}),
-            QStringList({title, message, "Ok", ""}));
+        QCOMPARE(_w->dialogs.alerts.value(_w->dialogs.alerts.size() - 1).all(),
+                 QStringList({title, message, "Ok", ""}));
     }
-    QByteArray overrides() const { return GuiSandbox::readFile(_folder + "/overrides.xml"); }
-
-    // Root ignores permission bits: the folder is bound read-only over itself in a mount
-    // namespace of this thread's own (the view runs on it). An unprivileged user gets the bits.
-    bool setReadOnly(bool readOnly) {
-        const QByteArray folder = QFile::encodeName(_folder);
-        if (readOnly == _readOnly) {
-            return true;
-        }
-        if (geteuid() != 0) {
-            _readOnly =
-                chmod(folder.constData(), readOnly ? 0555 : 0755) == 0 ? readOnly : _readOnly;
-        } else if (!readOnly) {
-            _readOnly = umount(folder.constData()) != 0;
-        } else {
-            static const bool ownNamespace =
-                unshare(CLONE_NEWNS) == 0 &&
-                mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-            _readOnly = ownNamespace && mount(folder.constData(), folder.constData(), nullptr,
-                                              MS_BIND, nullptr) == 0;
-            if (_readOnly && mount(nullptr, folder.constData(), nullptr,
-                                   MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0) {
-                setReadOnly(false);
-            }
-        }
-        return _readOnly == readOnly;
-    }
+    QByteArray overrides() const { return GuiTest::readFile(_folder + "/overrides.xml"); }
 
     QTemporaryDir _registry;
-    QString _prism;
-    std::unique_ptr<GuiSandbox> _sandbox;
-    std::unique_ptr<RecordingWindowDialogs> _dialogs;
-    QString _folder;
-    QString _cinema;
+    QString _prism, _folder, _cinema;
+    std::unique_ptr<Window> _w;
     QTableView* _table = nullptr;
-    bool _readOnly = false;
 };
 
 QTEST_MAIN(RenderViewControllerTest)

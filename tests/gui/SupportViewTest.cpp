@@ -1,55 +1,39 @@
-// The Support view, the package panel and the package job in the real window (AppController),
-// inside a sandboxed machine root and HOME, driven by object name; dialogs answered by a
-// recording. The job is the core's, run for real.
-#include <sched.h>
-#include <sys/mount.h>
-#include <unistd.h>
-
-#include <QAbstractButton>
-#include <QApplication>
+// The Support view, the package panel and the package job (the core's, run for real) in the
+// window, from the buttons to the alerts.
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
 #include <QRandomGenerator>
 #include <QTableView>
-#include <QTest>
 #include <QTextEdit>
 #include <QTimer>
 #include <QUrl>
 
 #include <cstdio>
-#include <memory>
+#include <utility>
 
-#include "AppController.h"
-#include "CorvixSupportPrefsController.h"
-#include "GuiSandbox.h"
+#include "GuiTest.h"
 #include "PackageJob.h"
 #include "PackageProgressPanel.h"
-#include "RecordingWindowDialogs.h"
+
+using GuiTest::Window;
 
 class SupportViewTest : public QObject {
     Q_OBJECT
 
   private slots:
     void init() {
-        _sandbox = std::make_unique<GuiSandbox>();
-        _app = std::make_unique<AppController>();
-        _app->awakeFromNib();
-        _dialogs = std::make_unique<RecordingWindowDialogs>();
-        _app->prefs()->setDialogs(_dialogs.get());
-        QVERIFY(QDir().mkpath(_sandbox->path("out")));
-        _archive = _sandbox->path("out/case.zip");
-        click("_createPackageButton");
+        _w = std::make_unique<Window>("Support");
+        _archive = _w->file("out/case.zip", "old");
+        Window::click("_createPackageButton");
     }
     void cleanup() {
         if (_mounted) {
-            umount2(QFile::encodeName(_sandbox->path("out")).constData(), MNT_DETACH);
+            umount2(QFile::encodeName(_w->path("out")).constData(), MNT_DETACH);
             _mounted = false;
         }
-        _app.reset();
-        TabbedPrefsWindowController::releaseSharedPrefsWindowController();
-        _sandbox.reset();
+        _w.reset();
     }
 
     void emailAddresses_data() {
@@ -57,105 +41,91 @@ class SupportViewTest : public QObject {
         QTest::addColumn<bool>("valid");
         QTest::newRow("dots and hyphens") << "ann.lee-2@studio-x.de" << true;
         QTest::newRow("empty") << "" << true;
-        QTest::newRow("one-letter label") << "ann@studio.x" << false;
-        QTest::newRow("seven-letter label") << "ann@studio.abcdefg" << false;
-        QTest::newRow("leading dot") << ".ann@studio.de" << false;
-        QTest::newRow("leading underscore") << "_ann@studio.de" << false;
         QTest::newRow("two at signs") << "ann@lee@studio.de" << false;
     }
+    // A valid address goes on to the save panel (cancelled: nothing is made).
     void emailAddresses() {
         QFETCH(QString, address);
         QFETCH(bool, valid);
-        find<QLineEdit>("_emailField")->setText(address);
-        click("_createButton");
-        // A valid address goes on to the save panel (cancelled: nothing is made).
-        QCOMPARE(_dialogs->calls.size(), 1);
-        QCOMPARE(std::holds_alternative<SavePanelOptions>(_dialogs->calls[0]), valid);
-        QCOMPARE(find<QWidget>("_packageWindow")->isVisible(), !valid);
-        QCOMPARE(_app->prefs()->packageInfoIsValid(), valid);
-        if (!valid) {
-            QCOMPARE(alerts().value(0).title, QString("Invalid email address"));
-        }
+        field("_emailField")->setText(address);
+        Window::click("_createButton");
+        QCOMPARE(_w->dialogs.savePanels.size(), int(valid));
+        QCOMPARE(_w->dialogs.titles(),
+                 valid ? QStringList() : QStringList{"Invalid email address"});
+        QCOMPARE(Window::find("_packageWindow")->isVisible(), !valid);
+        QCOMPARE(_w->prefs->packageInfoIsValid(), valid);
     }
 
     void attachmentsKeepDuplicatesUntilEitherIsRemoved() {
-        const QString log = file("files/crash.log", "crash"), notes = file("files/notes.txt", "n");
-        _dialogs->openAnswers << QStringList{log} << QStringList{log} << QStringList{notes};
+        const QString log = _w->file("files/crash.log"), notes = _w->file("n.txt");
+        _w->dialogs.openAnswers << QStringList{log} << QStringList{log} << QStringList{notes};
         for (int i = 0; i < 3; ++i) {
-            click("_addAttachmentButton");
+            Window::click("_addAttachmentButton");
         }
-        const auto* panel = std::get_if<OpenPanelOptions>(&_dialogs->calls[0]);
-        QCOMPARE(QStringList({panel->title, panel->prompt}),
-                 QStringList({"Select file(s) to attach:", "Select"}));
-        QVERIFY(panel->canChooseFiles && !panel->canChooseDirectories);
-        QVERIFY(panel->allowsMultipleSelection);
-        QCOMPARE(rows(),
-                 QStringList({"crash.log " + log, "crash.log " + log, "notes.txt " + notes}));
+        const OpenPanelOptions panel = _w->dialogs.openPanels.value(0);
+        QCOMPARE(panel.title + panel.prompt, QString("Select file(s) to attach:Select"));
+        QVERIFY(panel.canChooseFiles && !panel.canChooseDirectories &&
+                panel.allowsMultipleSelection);
+        QCOMPARE(rows(), QStringList({"crash.log " + log, "crash.log " + log, "n.txt " + notes}));
         QAbstractItemModel* model = table()->model();
         QVERIFY(!model->data(model->index(0, 0), Qt::DecorationRole).value<QPixmap>().isNull());
         QVERIFY(model->data(model->index(0, 1), Qt::DecorationRole).isNull());
-
         table()->selectRow(1);
-        click("_removeAttachmentButton");
-        QCOMPARE(rows(), QStringList({"notes.txt " + notes}));
+        Window::click("_removeAttachmentButton");
+        QCOMPARE(rows(), QStringList({"n.txt " + notes}));
 
         // Dropped from a file manager: files are added, folders turned away.
         QMimeData dropped;
-        dropped.setUrls({QUrl::fromLocalFile(log), QUrl::fromLocalFile(_sandbox->home())});
+        dropped.setUrls({QUrl::fromLocalFile(log), QUrl::fromLocalFile(_w->home())});
         const QPoint at = table()->viewport()->rect().center();
         QDragEnterEvent enter(at, Qt::CopyAction, &dropped, Qt::LeftButton, Qt::NoModifier);
         QDropEvent drop(at, Qt::CopyAction, &dropped, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(table()->viewport(), &enter);
         QApplication::sendEvent(table()->viewport(), &drop);
-        QCOMPARE(rows(), QStringList({"notes.txt " + notes, "crash.log " + log}));
+        QCOMPARE(rows(), QStringList({"n.txt " + notes, "crash.log " + log}));
 
         // Opened again while on screen: nothing changes. Closed and opened: a fresh comment and
         // list, the same name, company and e-mail.
-        find<QLineEdit>("_companyField")->setText("Studio X");
-        find<QTextEdit>("_textView")->setPlainText("it crashed");
-        click("_createPackageButton");
+        field("_companyField")->setText("Studio X");
+        comment()->setPlainText("it crashed");
+        Window::click("_createPackageButton");
         QCOMPARE(rows().size(), 2);
-        QCOMPARE(find<QTextEdit>("_textView")->toPlainText(), QString("it crashed"));
-        click("_cancelButton");
-        click("_createPackageButton");
+        QCOMPARE(comment()->toPlainText(), QString("it crashed"));
+        Window::click("_cancelButton");
+        Window::click("_createPackageButton");
         QCOMPARE(rows(), QStringList());
-        QCOMPARE(find<QTextEdit>("_textView")->toPlainText(), QString());
-        QCOMPARE(find<QLineEdit>("_companyField")->text(), QString("Studio X"));
-        QCOMPARE(find<QLineEdit>("_nameField")->text(), _app->prefs()->userName());
-    }
+        QCOMPARE(comment()->toPlainText(), QString());
+        QCOMPARE(field("_companyField")->text(), QString("Studio X"));
+        QCOMPARE(field("_nameField")->text(), _w->prefs->userName());
 
-    void privacyInformation() {
-        click("_privacyButton");
-        QCOMPARE(alerts().size(), 1);
-        QCOMPARE(QStringList({alerts()[0].title, alerts()[0].message, alerts()[0].defaultButton}),
-                 QStringList(
-                     {"Privacy information", CorvixSupportPrefsController::kPrivacyMessage, "Ok"}));
+        Window::click("_privacyButton");
+        QCOMPARE(_w->dialogs.alerts.value(0).all(),
+                 QStringList({"Privacy information", CorvixSupportPrefsController::kPrivacyMessage,
+                              "Ok", ""}));
     }
 
     void aPackageFromTheButtonToTheAlert() {
         // A cancelled save panel, opening on the Desktop with the proposed name, starts nothing.
-        click("_createButton");
-        QCOMPARE(_dialogs->calls.size(), 1);
-        const auto* save = std::get_if<SavePanelOptions>(&_dialogs->calls[0]);
-        QVERIFY(save != nullptr && save->canCreateDirectories);
-        QCOMPARE(save->directory + "/" + save->fileName,
-                 _sandbox->home() + "/Desktop/CorvixSupport.zip");
+        Window::click("_createButton");
+        const SavePanelOptions save = _w->dialogs.savePanels.value(0);
+        QCOMPARE(save.directory + "/" + save.fileName, _w->home() + "/Desktop/CorvixSupport.zip");
+        QVERIFY(save.canCreateDirectories);
         QCOMPARE(stagingFolders(), 0);
 
-        click("_createPackageButton");
-        find<QLineEdit>("_nameField")->setText("Ann Lee");
-        find<QLineEdit>("_companyField")->setText("Studio X");
-        find<QLineEdit>("_emailField")->setText("ann@studio-x.de");
-        find<QTextEdit>("_textView")->setPlainText("one\ntwo");
-        _dialogs->openAnswers << QStringList{file("files/crash.log", "crash")};
-        click("_addAttachmentButton");
+        Window::click("_createPackageButton");
+        field("_nameField")->setText("Ann Lee");
+        field("_companyField")->setText("Studio X");
+        field("_emailField")->setText("ann@studio-x.de");
+        comment()->setPlainText("one\ntwo");
+        _w->dialogs.openAnswers << QStringList{_w->file("files/crash.log", "crash")};
+        Window::click("_addAttachmentButton");
         makePackage();
 
-        QCOMPARE(alerts().size(), 1);
-        QCOMPARE(QStringList({alerts()[0].title, alerts()[0].message}),
-                 QStringList(
-                     {AppController::kCreatedTitle,
-                      QString::fromStdString(PackageJob::successMessage(_archive.toStdString()))}));
+        QCOMPARE(
+            _w->dialogs.alerts.value(0).all(),
+            QStringList({AppController::kCreatedTitle,
+                         QString::fromStdString(PackageJob::successMessage(_archive.toStdString())),
+                         "Ok", ""}));
         const QByteArray manifest = unzip("package.xml");
         for (const char* expected :
              {"<user>Ann Lee</user>", "<company>Studio X</company>", "<email>ann@studio-x.de<",
@@ -166,16 +136,18 @@ class SupportViewTest : public QObject {
         expectTheWindowFree();
 
         // Handed to the mail program: a stand-in that records its arguments.
-        const QString mailer = file("bin/xdg-email", "#!/bin/sh\necho \"$@\" > \"$0.args\"\n");
-        QFile::setPermissions(mailer, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        const QString mailer = _w->file("bin/xdg-email", "#!/bin/sh\necho \"$@\" >\"$0.a\"\n");
+        QFile::setPermissions(mailer, QFile::ReadOwner | QFile::ExeOwner);
         const QByteArray path = qgetenv("PATH");
-        qputenv("PATH", QFile::encodeName(_sandbox->path("bin")) + ":" + path);
-        _app->sendPackage();
+        qputenv("PATH", QFile::encodeName(_w->path("bin")) + ":" + path);
+        _w->app->sendPackage();
         qputenv("PATH", path);
-        QTRY_COMPARE(GuiSandbox::readFile(mailer + ".args"),
+        QTRY_COMPARE(GuiTest::readFile(mailer + ".a"),
                      "--attach " + _archive.toUtf8() + " " CORVIX_SUPPORT_EMAIL "\n");
     }
 
+    // Refused before the job starts, failed in it, and a full disk: the error alert names the
+    // cause, the old archive stays, the staging folder is gone (kept on a full disk).
     void failuresEndInTheErrorAlert_data() {
         QTest::addColumn<QString>("cause");
         QTest::addColumn<QString>("message");
@@ -192,26 +164,24 @@ class SupportViewTest : public QObject {
         QFETCH(QString, message);
         QFETCH(int, staging);
         if (cause == "full") {
-            static const bool ownNamespace =
-                geteuid() == 0 && unshare(CLONE_NEWNS) == 0 &&
-                mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-            _mounted = ownNamespace && mount("tmpfs", QFile::encodeName(_sandbox->path("out")),
-                                             "tmpfs", 0, "size=1m") == 0;
+            _mounted =
+                GuiTest::ownMountNamespace() &&
+                mount("tmpfs", QFile::encodeName(_w->path("out")), "tmpfs", 0, "size=1m") == 0;
             if (!_mounted) {
                 QSKIP("mounting a tmpfs needs root and a mount namespace of this thread's own");
             }
+            _w->file("out/case.zip", "old");
         }
-        file("out/case.zip", "old");
         QByteArray noise(2 << 20, '\0');
         QRandomGenerator::global()->fillRange(reinterpret_cast<quint32*>(noise.data()),
                                               noise.size() / 4);
-        _dialogs->openAnswers << QStringList{file("files/noise.bin", noise)};
-        click("_addAttachmentButton");
+        _w->dialogs.openAnswers << QStringList{_w->file("files/noise.bin", noise)};
+        Window::click("_addAttachmentButton");
         if (cause == "gone") {
-            QFile::remove(_sandbox->path("files/noise.bin"));
+            QFile::remove(_w->path("files/noise.bin"));
         } else if (cause == "staging") {
             // The staging folder's name no longer fits a path buffer below this folder.
-            QString deep = _sandbox->path("tmp");
+            QString deep = _w->path("tmp");
             while (deep.size() < 1100) {
                 deep += "/" + QString(200, 'd');
             }
@@ -220,34 +190,38 @@ class SupportViewTest : public QObject {
         }
         makePackage();
 
-        QCOMPARE(alerts().size(), 1);
-        QCOMPARE(alerts()[0].title, QString(PackageJob::kErrorTitle));
-        QVERIFY2(alerts()[0].message.contains(message), qPrintable(alerts()[0].message));
-        QCOMPARE(GuiSandbox::readFile(_archive), QByteArray("old"));
+        QCOMPARE(_w->dialogs.titles(), QStringList{PackageJob::kErrorTitle});
+        QVERIFY2(_w->dialogs.alerts[0].message.contains(message),
+                 qPrintable(_w->dialogs.alerts[0].message));
+        QCOMPARE(GuiTest::readFile(_archive), QByteArray("old"));
         QCOMPARE(stagingFolders(), staging);
         expectTheWindowFree();
     }
 
+    // A 1 GB sparse attachment: the steps show while a main-thread timer keeps firing (a gap
+    // counts the time the event loop was busy or blocked, not the time a loaded machine kept it
+    // waiting for a processor); Cancel stops the job within moments, with no alert, no file and
+    // no staging folder left behind.
     void theWindowStaysResponsiveAndCancelStopsTheJob() {
-        file("out/case.zip", "old");
-        const QString large = file("files/large.bin", "");  // sparse: quick to make, slow to zip
+        const QString large = _w->file("files/large.bin", "");
         QVERIFY(QFile::resize(large, qint64(1) << 30));
-        _dialogs->openAnswers << QStringList{large};
-        click("_addAttachmentButton");
+        _w->dialogs.openAnswers << QStringList{large};
+        Window::click("_addAttachmentButton");
 
         QElapsedTimer clock, sinceTick;
-        qint64 longestGap = 0, cancelledAt = -1;
+        qint64 longestGap = 0, cancelledAt = -1, waited = waitedForAProcessor();
         QStringList shown;
         QTimer ticks;
         connect(&ticks, &QTimer::timeout, [&] {
-            longestGap = std::max(longestGap, sinceTick.restart());
-            const QString text = find<QLabel>("_infoLabel")->text();
+            const qint64 waitedBefore = std::exchange(waited, waitedForAProcessor());
+            longestGap = std::max(longestGap, sinceTick.restart() - (waited - waitedBefore));
+            const QString text = Window::find<QLabel>("_infoLabel")->text();
             if (shown.value(shown.size() - 1) != text) {
                 shown << text;
             }
             if (cancelledAt < 0 && clock.elapsed() > 2000 && text.startsWith("Saving")) {
                 cancelledAt = clock.elapsed();
-                click("_stopButton", _app->progressPanel());
+                Window::click("_stopButton", _w->app->progressPanel());
             }
         });
         clock.start();
@@ -260,33 +234,28 @@ class SupportViewTest : public QObject {
         QVERIFY2(longestGap < 1000, qPrintable(QString::number(longestGap)));
         QVERIFY(shown.contains("Collecting attachments (21 of 21)…"));
         QVERIFY(shown.contains("Saving case.zip…"));
-        QVERIFY(clock.elapsed() - cancelledAt < 5000);  // stopped within moments
-        QCOMPARE(alerts().size(), 0);
-        QCOMPARE(QDir(_sandbox->path("out")).entryList(QDir::Files | QDir::Hidden),
+        QVERIFY(clock.elapsed() - cancelledAt < 5000);
+        QCOMPARE(_w->dialogs.alerts.size(), 0);
+        QCOMPARE(QDir(_w->path("out")).entryList(QDir::Files | QDir::Hidden),
                  QStringList{"case.zip"});
-        QCOMPARE(GuiSandbox::readFile(_archive), QByteArray("old"));
+        QCOMPARE(GuiTest::readFile(_archive), QByteArray("old"));
         QCOMPARE(stagingFolders(), 0);
         expectTheWindowFree();
     }
 
   private:
-    template <class T>
-    T* find(const char* name, QWidget* in = nullptr) const {
-        for (QWidget* top : in != nullptr ? QWidgetList{in} : QApplication::topLevelWidgets()) {
-            if (T* found =
-                    top->objectName() == name ? qobject_cast<T*>(top) : top->findChild<T*>(name)) {
-                return found;
-            }
-        }
-        return nullptr;
+    // Milliseconds this thread has spent runnable but waiting for a processor (0 where the
+    // kernel does not keep scheduler statistics).
+    static qint64 waitedForAProcessor() {
+        QFile stats("/proc/thread-self/schedstat");
+        return stats.open(QIODevice::ReadOnly)
+                   ? stats.readAll().split(' ').value(1).toLongLong() / 1000000
+                   : 0;
     }
-    void click(const char* name, QWidget* in = nullptr) {
-        QAbstractButton* button = find<QAbstractButton>(name, in);
-        QVERIFY2(button != nullptr, name);
-        QTest::mouseClick(button, Qt::LeftButton);
-    }
-    QTableView* table() const { return find<QTableView>("_attachments"); }
-    QStringList rows() const {
+    static QLineEdit* field(const char* name) { return Window::find<QLineEdit>(name); }
+    static QTextEdit* comment() { return Window::find<QTextEdit>("_textView"); }
+    static QTableView* table() { return Window::find<QTableView>("_attachments"); }
+    static QStringList rows() {
         QStringList texts;
         for (int row = 0; row < table()->model()->rowCount(); ++row) {
             texts << table()->model()->index(row, 0).data().toString() + " " +
@@ -294,27 +263,14 @@ class SupportViewTest : public QObject {
         }
         return texts;
     }
-    QString file(const QString& relative, const QByteArray& contents) const {
-        const QString path = _sandbox->path(relative);
-        return GuiSandbox::writeFile(path, contents) ? path : QString();
-    }
     // Confirms the panel and answers the save panel with the archive; returns after the job.
     void makePackage() {
-        _dialogs->calls.clear();
-        _dialogs->saveAnswers << _archive;
-        click("_createButton");
-    }
-    QList<RecordedAlert> alerts() const {
-        QList<RecordedAlert> found;
-        for (const RecordingWindowDialogs::Call& call : _dialogs->calls) {
-            if (const auto* alert = std::get_if<RecordedAlert>(&call)) {
-                found << *alert;
-            }
-        }
-        return found;
+        _w->dialogs.alerts.clear();
+        _w->dialogs.saveAnswers << _archive;
+        Window::click("_createButton");
     }
     int stagingFolders() const {
-        return QDir(_sandbox->path("tmp")).entryList({"osp_*"}, QDir::Dirs).size();
+        return QDir(_w->path("tmp")).entryList({"osp_*"}, QDir::Dirs).size();
     }
     // Through popen, not QProcess: Qt starts its child inside this process's memory (a vfork);
     // under ThreadSanitizer what that child does counts for the test process, which is then
@@ -333,14 +289,12 @@ class SupportViewTest : public QObject {
         return output;
     }
     void expectTheWindowFree() const {
-        QVERIFY(!_app->progressPanel()->isVisible());
-        QVERIFY(!_app->progressPanel()->isAnimating());
+        QVERIFY(!_w->app->progressPanel()->isVisible());
+        QVERIFY(!_w->app->progressPanel()->isAnimating());
         QCOMPARE(QApplication::activeModalWidget(), nullptr);
     }
 
-    std::unique_ptr<GuiSandbox> _sandbox;
-    std::unique_ptr<AppController> _app;
-    std::unique_ptr<RecordingWindowDialogs> _dialogs;
+    std::unique_ptr<Window> _w;
     QString _archive;
     bool _mounted = false;
 };

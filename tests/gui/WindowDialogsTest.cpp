@@ -1,15 +1,8 @@
 // The Qt dialogs behind WindowDialogs, answered by a timer that acts on the modal dialog.
-#include <QApplication>
-#include <QDir>
-#include <QFile>
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QTimer>
-
-#include <functional>
 
 #include "GuiTest.h"
 #include "QtWindowDialogs.h"
@@ -23,14 +16,6 @@ void whenShown(std::function<void(T*)> answer) {
         QTRY_VERIFY(qobject_cast<T*>(QApplication::activeModalWidget()) != nullptr);
         answer(qobject_cast<T*>(QApplication::activeModalWidget()));
     });
-}
-
-void clickButton(QMessageBox* box, const QString& text) {
-    for (QAbstractButton* button : box->buttons()) {
-        if (button->text() == text) {
-            button->click();
-        }
-    }
 }
 
 }  // namespace
@@ -48,25 +33,24 @@ class WindowDialogsTest : public QObject {
     void alertReturnsWhichButtonWasChosen() {
         QFETCH(QString, choice);
         QFETCH(int, result);
-        QString shownText;
-        QString shownMessage;
+        QStringList shown;
         whenShown<QMessageBox>([&](QMessageBox* box) {
-            shownText = box->text();
-            shownMessage = box->informativeText();
-            QCOMPARE(box->defaultButton()->text(), QString("No"));
-            clickButton(box, choice);
+            shown << box->text() << box->informativeText() << box->defaultButton()->text();
+            for (QAbstractButton* button : box->buttons()) {
+                if (button->text() == choice) {
+                    button->click();
+                }
+            }
         });
         QtWindowDialogs dialogs;
         QCOMPARE(dialogs.runAlertPanel("Are you sure", "Irreversible.", "No", "Yes"), result);
-        QCOMPARE(shownText, QString("Are you sure"));
-        QCOMPARE(shownMessage, QString("Irreversible."));
+        QCOMPARE(shown, QStringList({"Are you sure", "Irreversible.", "No"}));
     }
 
     void openPanelReturnsTheChosenFiles() {
         QTemporaryDir folder;
         for (const char* name : {"a.log", "b.log"}) {
-            QFile file(folder.filePath(name));
-            QVERIFY(file.open(QIODevice::WriteOnly));
+            QVERIFY(QFile(folder.filePath(name)).open(QIODevice::WriteOnly));
         }
         whenShown<QFileDialog>([&](QFileDialog* dialog) {
             QCOMPARE(dialog->windowTitle(), QString("Select file(s) to attach:"));
@@ -82,8 +66,7 @@ class WindowDialogsTest : public QObject {
         options.prompt = "Select";
         options.directory = folder.path();
         options.allowsMultipleSelection = true;
-        QtWindowDialogs dialogs;
-        QStringList chosen = dialogs.runOpenPanel(options);
+        QStringList chosen = QtWindowDialogs().runOpenPanel(options);
         for (QString& path : chosen) {
             path = QFileInfo(path).fileName();
         }
@@ -97,7 +80,6 @@ class WindowDialogsTest : public QObject {
         options.directory = folder.path();
         options.fileName = "CorvixSupport.zip";
         QtWindowDialogs dialogs;
-
         whenShown<QFileDialog>(
             [](QFileDialog* dialog) { static_cast<QDialog*>(dialog)->accept(); });
         QCOMPARE(QFileInfo(dialogs.runSavePanel(options)).fileName(), QString("CorvixSupport.zip"));
