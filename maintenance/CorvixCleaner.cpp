@@ -1,6 +1,7 @@
 #include "CorvixCleaner.h"
 
 #include <dirent.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdarg>
@@ -62,28 +63,27 @@ void noteNotRemoved(CorvixCleanerResult* result, const std::string& path, const 
     noteNotRemoved(result, 1, vesk_printablePath(path) + ": " + reason);
 }
 
-// remove(3) on each generation's item; a missing one is no failure.
-void removeProductFiles(const char* item, CorvixCleanerResult* result) {
-    for (int generation : {kProductFolder, kProduct2Folder}) {
-        std::string path = productPath(generation, item);
-        if (remove(path.c_str()) == 0) {
-            noteRemoved(result);
-        } else if (errno != ENOENT) {
-            noteNotRemoved(result, path, strerror(errno));
-        }
+void noteWouldRemove(CorvixCleanerResult* result, const std::string& path, int64_t bytes) {
+    if (result) {
+        result->wouldRemove.push_back(path);
+        result->bytes += bytes;
     }
 }
 
-// killDirectory on each generation's folder, the second product's first.
-int removeProductFolders(const char* item, CorvixCleanerResult* result) {
-    int count = 0;
-    for (int generation : {kProduct2Folder, kProductFolder}) {
-        VeskTreeRemoval removal = vesk_removeTree(productPath(generation, item).c_str());
-        count += removal.attempted;
-        noteRemoved(result, removal.removed);
-        noteNotRemoved(result, removal.failed, removal.problem);
+bool isEmptyFolder(const std::string& path) {
+    DIR* dir = opendir(path.c_str());
+    if (!dir) {
+        return false;
     }
-    return count;
+    bool empty = true;
+    while (struct dirent* entry = readdir(dir)) {
+        if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
+            empty = false;
+            break;
+        }
+    }
+    closedir(dir);
+    return empty;
 }
 
 void writeLogLine(FILE* log, const char* format, ...) __attribute__((format(printf, 2, 3)));
@@ -97,10 +97,18 @@ void writeLogLine(FILE* log, const char* format, ...) {
     va_end(args);
 }
 
-// Deletes one target found by the sweep, as remove(3) would, and tells the log and observer.
+// Deletes one target found by the sweep, as remove(3) would, and tells the log and observer. A
+// dry run counts it and tells the observer only.
 void removeCprFile(int folder, const char* name, const char* path, FILE* log, int& removed,
-                   CprSweepObserver* observer) {
+                   CprSweepObserver* observer, bool dryRun) {
     std::string printable = vesk_printablePath(path);
+    if (dryRun) {
+        ++removed;
+        if (observer) {
+            observer->cprFileRemoved(path);
+        }
+        return;
+    }
     if (vesk_removeAt(folder, name) == 0) {
         ++removed;
         writeLogLine(log, "REMOVED - %s \n", printable.c_str());
@@ -131,12 +139,67 @@ int CorvixCleaner::removeAll() {
     return 1;
 }
 
+int CorvixCleaner::removePath(const std::string& path, CorvixCleanerResult* result) {
+    if (!dryRun()) {
+        if (remove(path.c_str()) != 0) {
+            return errno;
+        }
+        noteRemoved(result);
+        return 0;
+    }
+    struct stat info;
+    if (lstat(path.c_str(), &info) != 0) {
+        return errno;
+    }
+    bool folder = S_ISDIR(info.st_mode);
+    if (folder && !isEmptyFolder(path)) {
+        return ENOTEMPTY;
+    }
+    noteRemoved(result);
+    noteWouldRemove(result, folder ? path + "/" : path, S_ISREG(info.st_mode) ? info.st_size : 0);
+    return 0;
+}
+
+void CorvixCleaner::removeProductFiles(const char* item, CorvixCleanerResult* result) {
+    for (int generation : {kProductFolder, kProduct2Folder}) {
+        std::string path = productPath(generation, item);
+        int error = removePath(path, result);
+        if (error != 0 && error != ENOENT) {
+            noteNotRemoved(result, path, strerror(error));
+        }
+    }
+}
+
+int CorvixCleaner::removeProductFolders(const char* item, CorvixCleanerResult* result) {
+    int count = 0;
+    for (int generation : {kProduct2Folder, kProductFolder}) {
+        VeskTreeRemoval removal = vesk_removeTree(productPath(generation, item).c_str(), dryRun());
+        count += removal.attempted;
+        noteRemoved(result, removal.removed);
+        noteNotRemoved(result, removal.failed, removal.problem);
+        for (const std::string& path : removal.wouldRemove) {
+            noteWouldRemove(result, path, 0);
+        }
+        if (result) {
+            result->bytes += removal.bytes;
+        }
+    }
+    return count;
+}
+
 int CorvixCleaner::removeLogs(CorvixCleanerResult* result) {
     char folder[kVeskPathBufferSize] = {0};
-    if (!getPathToLogs(folder, kVeskPathBufferSize - 1)) {
+    // A dry run creates nothing: a log folder that is not there yet holds no log to delete.
+    bool found = dryRun() ? vesk_formatPath(folder, kVeskPathBufferSize - 1, "%s",
+                                            vesk_logFolderWithoutCreating().c_str())
+                          : getPathToLogs(folder, kVeskPathBufferSize - 1);
+    if (!found) {
         throw CorvixCleanerException("Could not acquire log path.");
     }
     DIR* dir = opendir(folder);
+    if (!dir && dryRun() && errno == ENOENT) {
+        return 0;
+    }
     if (!dir) {
         std::string message =
             std::string("Could not open \"") + folder + "\" for directory listing.";
@@ -157,23 +220,23 @@ int CorvixCleaner::removeLogs(CorvixCleanerResult* result) {
             noteNotRemoved(result, std::string(folder) + name, "path too long");
             continue;
         }
-        if (remove(path) != 0) {
-            int error = errno;
-            vesk_diagnostic("\nTrying to delete: %s", vesk_printablePath(path).c_str());
+        if (int error = removePath(path, result)) {
+            if (!dryRun()) {
+                vesk_diagnostic("\nTrying to delete: %s", vesk_printablePath(path).c_str());
+            }
             std::string message =
                 std::string("Could not delete ") + path + "\n" + strerror(error) + ".";
             noteNotRemoved(result, path, strerror(error));
             throw CorvixCleanerException(message.c_str());
         }
         ++removed;
-        noteRemoved(result);
     }
     return removed;
 }
 
 int CorvixCleaner::removeConfigFiles(CorvixCleanerResult* result) {
     std::string base;
-    if (!vesk_preferencesFolderOrFallback(&base)) {
+    if (!vesk_preferencesFolderOrFallback(&base, !dryRun()) && !dryRun()) {
         // The platform gives no status code; -1 stands for "no folder".
         vesk_diagnostic("\nFSFindFolder failed (%d)", -1);
     }
@@ -183,18 +246,21 @@ int CorvixCleaner::removeConfigFiles(CorvixCleanerResult* result) {
     for (const char* name : {"corvix.cfg", "CorvixPro2.cfg"}) {
         char path[kVeskPathBufferSize] = {0};
         bool fits = vesk_formatPath(path, kVeskPathBufferSize, "%s%s", folder.c_str(), name);
-        if (fits && remove(path) == 0) {
+        int error = fits ? removePath(path, result) : ENAMETOOLONG;
+        if (error == 0) {
             ++deleted;
             continue;
         }
-        int error = fits ? errno : ENAMETOOLONG;
-        vesk_diagnostic("\n%s not deleted.", name);
+        if (!dryRun()) {
+            vesk_diagnostic("\n%s not deleted.", name);
+        }
         if (error != ENOENT) {
             noteNotRemoved(result, folder + name, strerror(error));
         }
     }
-    vesk_diagnostic("\n%d config files deleted.", deleted);
-    noteRemoved(result, deleted);
+    if (!dryRun()) {
+        vesk_diagnostic("\n%d config files deleted.", deleted);
+    }
     return deleted;
 }
 
@@ -283,7 +349,7 @@ int CorvixCleaner::removeCprFiles(const char* folder, bool recursive, FILE* log,
                 observer->folderNotRead(path, strerror(errno));
             }
         } else if (isCprFileName(entry.name.c_str())) {
-            removeCprFile(walk.fd(), entry.name.c_str(), path, log, removed, observer);
+            removeCprFile(walk.fd(), entry.name.c_str(), path, log, removed, observer, dryRun());
         }
     }
     return 1;

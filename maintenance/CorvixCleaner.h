@@ -14,8 +14,10 @@
 #define CORVIX_MAINTENANCE_CORVIXCLEANER_H
 
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "CorvixCleanerException.h"
 
@@ -24,11 +26,24 @@ class CprSweepObserver;
 // What one operation actually did, for front ends that report it honestly: the designed results
 // count attempts, and failures are otherwise silent.
 struct CorvixCleanerResult {
-    // Files (or links) deleted.
+    // Files (or links) deleted; in a dry run, those that would be.
     int removed = 0;
     // Entries that exist and could not be deleted; problem describes the first.
     int notRemoved = 0;
     std::string problem;
+    // A dry run's list: every path that would be deleted (folders with a trailing "/", after
+    // what they hold), in the order a real run deletes them, and the bytes of the files among
+    // them. Empty after a real run.
+    std::vector<std::string> wouldRemove;
+    int64_t bytes = 0;
+};
+
+// Whether a cleaner deletes, or only finds what it would delete.
+enum CorvixCleanerMode {
+    kCleanerDeletes,
+    // The same walks and checks, deleting nothing and creating nothing (not even the log folder);
+    // the designed standard-error lines are not written, and a sweep writes no log.
+    kCleanerDryRun,
 };
 
 // Product generations. The cleaner deletes both generations' items whatever the value; the
@@ -46,7 +61,7 @@ extern std::atomic<int> g_shouldRunCPRThread;
 
 class CorvixCleaner {
   public:
-    CorvixCleaner() = default;
+    explicit CorvixCleaner(CorvixCleanerMode mode = kCleanerDeletes) : _mode(mode) {}
 
     // Each operation below adds what it did to result when result is not null.
 
@@ -88,6 +103,18 @@ class CorvixCleaner {
     // creating it. False, with the buffer empty and the path reported, when it has more than
     // size - 2 characters.
     bool getPathToLogs(char* buffer, unsigned long size);
+
+  private:
+    bool dryRun() const { return _mode == kCleanerDryRun; }
+    // remove(3) of path, or in a dry run a check of what it would do. 0 when path went (or would
+    // go), which is noted in result; else the error remove(3) gives (or would give).
+    int removePath(const std::string& path, CorvixCleanerResult* result);
+    // removePath on each generation's item; a missing one is no failure.
+    void removeProductFiles(const char* item, CorvixCleanerResult* result);
+    // vesk_removeTree on each generation's folder, the second product's first.
+    int removeProductFolders(const char* item, CorvixCleanerResult* result);
+
+    CorvixCleanerMode _mode;
 };
 
 #endif

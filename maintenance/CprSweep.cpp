@@ -101,9 +101,9 @@ std::string CprSweepResult::shortfall() const {
 }
 
 int CprSweep::run(const char* folder, bool recursive, CprSweepObserver* observer,
-                  CprSweepResult* result) {
+                  CprSweepResult* result, CorvixCleanerMode mode) {
     g_shouldRunCPRThread = 1;
-    CorvixCleaner cleaner;
+    CorvixCleaner cleaner(mode);
     CprSweepResult account;
     CountingObserver counter(folder ? folder : "", observer, &account);
 
@@ -112,7 +112,9 @@ int CprSweep::run(const char* folder, bool recursive, CprSweepObserver* observer
     char* unlogged = nullptr;
     size_t unloggedSize = 0;
     char logPath[kVeskPathBufferSize] = {0};
-    if (cleaner.getPathToLogs(logPath, kVeskPathBufferSize - 1)) {
+    if (mode == kCleanerDryRun) {
+        // A dry run deletes nothing, so it has nothing to record.
+    } else if (cleaner.getPathToLogs(logPath, kVeskPathBufferSize - 1)) {
         // The folder already ends in "/"; the doubled slash is harmless and kept.
         if (vesk_formatPath(logPath, sizeof logPath, "%s/CorvixSupport.log",
                             std::string(logPath).c_str())) {

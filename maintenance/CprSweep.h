@@ -14,10 +14,13 @@
 
 #include <string>
 
+#include "CorvixCleaner.h"
+
 class CprSweepObserver;
 
 // What a sweep did and did not do, for an honest report.
 struct CprSweepResult {
+    // Files deleted; in a dry run, those that would be.
     int removed = 0;
     // Targets found and not deleted.
     int notRemoved = 0;
@@ -42,9 +45,10 @@ class CprSweep {
   public:
     // Sweeps folder (through its subfolders with recursive) and returns the number of files
     // deleted. observer, if given, hears of every deletion and failure on this thread; result,
-    // if given, receives the whole account.
+    // if given, receives the whole account. With kCleanerDryRun the same walk deletes nothing
+    // and writes no sweep log: the observer hears of each file it would delete as deleted.
     static int run(const char* folder, bool recursive, CprSweepObserver* observer = nullptr,
-                   CprSweepResult* result = nullptr);
+                   CprSweepResult* result = nullptr, CorvixCleanerMode mode = kCleanerDeletes);
 };
 
 #endif

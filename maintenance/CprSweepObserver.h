@@ -13,7 +13,7 @@ class CprSweepObserver {
     // it enters it, and the parent again when it has finished a subfolder. A front end shows it
     // as the folder being searched.
     virtual void searchingFolder(const char* /*path*/) {}
-    // path was deleted.
+    // path was deleted (in a dry run: would be deleted).
     virtual void cprFileRemoved(const char* path) = 0;
     // path could not be deleted; reason is the system's text, or null when it gave none.
     virtual void cprFileNotRemoved(const char* path, const char* reason) = 0;

@@ -120,9 +120,10 @@ std::string MaintenanceTasks::notRemovedLine(MaintenanceStep step,
 }
 
 MaintenanceReport MaintenanceTasks::execute(const MaintenanceSelection& selection,
-                                            MaintenanceDialogs& dialogs) {
+                                            MaintenanceDialogs& dialogs, CorvixCleanerMode mode) {
     MaintenanceReport report;
-    CorvixCleaner cleaner;
+    CorvixCleaner cleaner(mode);
+    const bool dryRun = mode == kCleanerDryRun;
     if (!selection.any()) {
         dialogs.showAlert(MaintenanceDialogs::kNoTasksSelected,
                           "No maintenance tasks have been selected.",
@@ -130,10 +131,10 @@ MaintenanceReport MaintenanceTasks::execute(const MaintenanceSelection& selectio
         return report;
     }
     // The title has no question mark; that is how users have always seen it.
-    if (!dialogs.confirmReset(
-            "Are you sure you want to reset your settings",
-            "These changes are irreversible and will remove all settings and history.", "No",
-            "Yes")) {
+    if (!dryRun && !dialogs.confirmReset(
+                       "Are you sure you want to reset your settings",
+                       "These changes are irreversible and will remove all settings and history.",
+                       "No", "Yes")) {
         return report;
     }
 
@@ -156,8 +157,13 @@ MaintenanceReport MaintenanceTasks::execute(const MaintenanceSelection& selectio
         report.steps[current].state = MaintenanceStepResult::kFailed;
         report.failed = true;
         report.error = e.what();
-        dialogs.showAlert(MaintenanceDialogs::kMaintenanceFailed, "Error performing maintenance.",
-                          e.what());
+        if (!dryRun) {
+            dialogs.showAlert(MaintenanceDialogs::kMaintenanceFailed,
+                              "Error performing maintenance.", e.what());
+        }
+    }
+    if (dryRun) {
+        return report;
     }
     // The completion alert alone would say that files still there were deleted. The failed
     // step's own problem is in the error alert already.

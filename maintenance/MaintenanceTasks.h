@@ -74,8 +74,13 @@ class MaintenanceTasks {
     // Alerts: "no tasks" (and nothing else) when none is selected; after a started run an error
     // alert if a task failed, a second one (kMaintenanceIncomplete) if any other step left
     // something it found, and the completion alert in every case.
+    //
+    // With kCleanerDryRun the same steps run without asking and delete nothing: each step's
+    // files.wouldRemove lists what it would delete, and no alert but "no tasks" is shown. An
+    // error a real run would stop at (a log folder that cannot be listed) ends it the same way.
     static MaintenanceReport execute(const MaintenanceSelection& selection,
-                                     MaintenanceDialogs& dialogs);
+                                     MaintenanceDialogs& dialogs,
+                                     CorvixCleanerMode mode = kCleanerDeletes);
     // What a step deletes, for reports: "Render queue files", "Log files", ...
     static const char* stepName(MaintenanceStep step);
     // "Log files: 2 could not be deleted, the first: <path>: <reason>" for a step that left

@@ -52,7 +52,7 @@ int main(int argc, char* argv[]) {
     // The verbs' callbacks never run: nothing is parsed.
     std::ostringstream unused;
     std::istringstream noInput;
-    CliContext context{unused, unused, noInput, false};
+    CliContext context{unused, unused, noInput, CliTerminal()};
     CLI::App app;
     buildCorvixCliApp(app, context);
     const std::vector<CliCommandInfo> commands = cliCommands(app);

@@ -5,7 +5,7 @@
 // "\n<renderer name=\"NAME\">PATH</renderer>" line per pin, the closing line. A plain name or path
 // (no '&', '<', '>', '"', control character or space that TinyXML would condense or trim) stands
 // as it is; any other is escaped so that TinyXML reads back exactly the bytes that were written
-// (see escape()). A file that is not well-formed UTF-8 is read byte for byte (XmlFile.h), so any
+// (vesk_xmlText). A file that is not well-formed UTF-8 is read byte for byte (XmlFile.h), so any
 // byte of a name or path survives. A path made only of white space reads back as no pin, as an
 // empty one does: TinyXML drops blank element text.
 //
@@ -40,11 +40,6 @@ class OverridesFile {
 
     // The file's text for pins, in order.
     static std::string format(const std::vector<Pin>& pins);
-
-    // value as it must stand in the file, as a "name" attribute or as element text, for TinyXML
-    // to read it back exactly. utf8File tells whether the whole file is well-formed UTF-8, which
-    // decides how TinyXML will read it.
-    static std::string escape(const std::string& value, bool attribute, bool utf8File);
 
     // Replaces the file at path with format(pins), all or nothing (VeskAtomicFile). A damaged file
     // in its place is first kept aside as "<path>.damaged-<YYYYMMDD-HHMMSS>" and reported, never

@@ -207,65 +207,145 @@ std::string joined(const std::string& folder, const std::string& name) {
     return folder + (!folder.empty() && folder.back() == '/' ? "" : "/") + name;
 }
 
-// Removes the current folder's non-folder entries and keeps its visible subfolders pending.
-void removeFiles(VeskFolderWalk& walk, VeskTreeRemoval* result) {
-    std::vector<VeskFolderWalk::Entry>& entries = walk.pendingEntries();
-    for (const VeskFolderWalk::Entry& entry : entries) {
-        if (entry.isFolder) {
-            continue;
+// One tree removal, or its dry run: the walk is the same, only the deleting differs.
+class TreeRemover {
+  public:
+    TreeRemover(bool dryRun, VeskTreeRemoval* result) : _dryRun(dryRun), _result(result) {}
+
+    // Removes the current folder's non-folder entries and keeps its visible subfolders pending.
+    // A hidden subfolder stays, and with it the current folder.
+    void removeFiles(VeskFolderWalk& walk) {
+        _keeps.resize(walk.depth(), false);
+        std::vector<VeskFolderWalk::Entry>& entries = walk.pendingEntries();
+        for (const VeskFolderWalk::Entry& entry : entries) {
+            if (entry.isFolder) {
+                _keeps.back() = _keeps.back() || entry.name[0] == '.';
+                continue;
+            }
+            ++_result->attempted;
+            if (_dryRun) {
+                struct stat info;
+                if (fstatat(walk.fd(), entry.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
+                    wouldRemove(joined(walk.path(), entry.name),
+                                S_ISREG(info.st_mode) ? info.st_size : 0);
+                    ++_result->removed;
+                }
+            } else if (unlinkat(walk.fd(), entry.name.c_str(), 0) == 0) {
+                ++_result->removed;
+            } else if (errno != ENOENT) {
+                recordFailure(_result, joined(walk.path(), entry.name), errno);
+            }
         }
-        ++result->attempted;
-        if (unlinkat(walk.fd(), entry.name.c_str(), 0) == 0) {
-            ++result->removed;
-        } else if (errno != ENOENT) {
-            recordFailure(result, joined(walk.path(), entry.name), errno);
+        entries.erase(std::remove_if(entries.begin(), entries.end(),
+                                     [](const VeskFolderWalk::Entry& entry) {
+                                         return !entry.isFolder || entry.name[0] == '.';
+                                     }),
+                      entries.end());
+    }
+
+    // What remove(3) does to an entry that could not be entered as a folder (openError says
+    // why): a file or link goes; a folder that could not be read stays, and counts as a failure.
+    void removeUnopened(int folder, const std::string& name, const std::string& path,
+                        int openError) {
+        if (openError == ENOENT) {
+            return;
+        }
+        if (_dryRun) {
+            struct stat info;
+            if (fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
+                return;
+            }
+            if (!S_ISDIR(info.st_mode)) {
+                wouldRemove(path, S_ISREG(info.st_mode) ? info.st_size : 0);
+                return;
+            }
+            keep();
+            recordFailure(_result, path, openError);
+            return;
+        }
+        if (vesk_removeAt(folder, name.c_str()) == 0 || errno == ENOENT) {
+            return;
+        }
+        bool notEmpty = errno == ENOTEMPTY || errno == EEXIST;
+        keep();
+        recordFailure(_result, path, notEmpty ? openError : errno);
+    }
+
+    // After the walk has left the folder name (at path) for its parent, the open folder parent.
+    void removeLeftFolder(int parent, const std::string& name, const std::string& path) {
+        bool kept = _keeps.size() > 0 && _keeps.back();
+        _keeps.pop_back();
+        if (_dryRun) {
+            if (kept) {
+                keep();
+            } else {
+                wouldRemove(path + "/", 0);
+            }
+        } else if (unlinkat(parent, name.c_str(), AT_REMOVEDIR) != 0 && removalFailed(errno)) {
+            keep();
+            recordFailure(_result, path, errno);
         }
     }
-    entries.erase(std::remove_if(entries.begin(), entries.end(),
-                                 [](const VeskFolderWalk::Entry& entry) {
-                                     return !entry.isFolder || entry.name[0] == '.';
-                                 }),
-                  entries.end());
-}
 
-// A folder left non-empty by a hidden folder, or by an entry already counted, is no new failure.
-bool removalFailed(int error) {
-    return error != ENOENT && error != ENOTEMPTY && error != EEXIST;
-}
-
-// What remove(3) does to an entry that could not be entered as a folder (openError says why):
-// a file or link goes; a folder that could not be read stays, and counts as a failure.
-void removeUnopened(int folder, const std::string& name, const std::string& path, int openError,
-                    VeskTreeRemoval* result) {
-    if (openError == ENOENT || vesk_removeAt(folder, name.c_str()) == 0 || errno == ENOENT) {
-        return;
+    // The first folder, after the walk has left it.
+    void removeRoot(const std::string& root) {
+        bool kept = _keeps.size() > 0 && _keeps.back();
+        if (_dryRun) {
+            if (!kept) {
+                wouldRemove(root + "/", 0);
+            }
+        } else if (rmdir(root.c_str()) != 0 && removalFailed(errno)) {
+            recordFailure(_result, root, errno);
+        }
     }
-    bool notEmpty = errno == ENOTEMPTY || errno == EEXIST;
-    recordFailure(result, path, notEmpty ? openError : errno);
-}
+
+  private:
+    // A folder left non-empty by a hidden folder, or by an entry already counted, is no new
+    // failure.
+    static bool removalFailed(int error) {
+        return error != ENOENT && error != ENOTEMPTY && error != EEXIST;
+    }
+
+    void keep() {
+        if (!_keeps.empty()) {
+            _keeps.back() = true;
+        }
+    }
+
+    void wouldRemove(const std::string& path, int64_t bytes) {
+        _result->wouldRemove.push_back(path);
+        _result->bytes += bytes;
+    }
+
+    bool _dryRun;
+    VeskTreeRemoval* _result;
+    // For each folder the walk is in: whether something in it stays.
+    std::vector<bool> _keeps;
+};
 
 }  // namespace
 
-VeskTreeRemoval vesk_removeTree(const char* path) {
+VeskTreeRemoval vesk_removeTree(const char* path, bool dryRun) {
     VeskTreeRemoval result;
     if (!path || !*path) {
         return result;
     }
+    TreeRemover remover(dryRun, &result);
     std::string root = withoutTrailingSlashes(path);
     VeskFolderWalk walk;
     if (!walk.start(path, false)) {
-        removeUnopened(AT_FDCWD, root, root, errno, &result);
+        remover.removeUnopened(AT_FDCWD, root, root, errno);
         return result;
     }
-    removeFiles(walk, &result);
+    remover.removeFiles(walk);
     for (;;) {
         VeskFolderWalk::Entry entry;
         if (walk.nextEntry(&entry)) {
             if (walk.enter(entry.name)) {
-                removeFiles(walk, &result);
+                remover.removeFiles(walk);
             } else {
-                removeUnopened(walk.fd(), entry.name, joined(walk.path(), entry.name), errno,
-                               &result);
+                remover.removeUnopened(walk.fd(), entry.name, joined(walk.path(), entry.name),
+                                       errno);
             }
             continue;
         }
@@ -278,13 +358,9 @@ VeskTreeRemoval vesk_removeTree(const char* path) {
             recordFailure(&result, done, errno);
             return result;
         }
-        if (unlinkat(walk.fd(), name.c_str(), AT_REMOVEDIR) != 0 && removalFailed(errno)) {
-            recordFailure(&result, done, errno);
-        }
+        remover.removeLeftFolder(walk.fd(), name, done);
     }
     walk.leave();
-    if (rmdir(root.c_str()) != 0 && removalFailed(errno)) {
-        recordFailure(&result, root, errno);
-    }
+    remover.removeRoot(root);
     return result;
 }

@@ -16,6 +16,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <set>
 #include <string>
 #include <utility>
@@ -94,6 +95,10 @@ struct VeskTreeRemoval {
     // (left by design) aside; problem describes the first of them ("<path>: <reason>").
     int failed = 0;
     std::string problem;
+    // A dry run's list: each entry that would go, in the order it would (a folder after what it
+    // holds), and the bytes of the files among them. Empty after a real run.
+    std::vector<std::string> wouldRemove;
+    int64_t bytes = 0;
 };
 
 // Deletes the tree at path: in each folder every non-folder entry (files, links, hidden files)
@@ -101,7 +106,10 @@ struct VeskTreeRemoval {
 // folders are neither entered nor removed, so the folders holding one stay. A link is removed,
 // never followed, also when path itself is one (with or without a trailing slash); a path that
 // is no folder is removed as it is. A missing path is no failure.
-VeskTreeRemoval vesk_removeTree(const char* path);
+//
+// With dryRun the same walk deletes nothing: each entry it would remove is counted as removed and
+// listed in wouldRemove instead, and a folder is listed when nothing it holds would stay.
+VeskTreeRemoval vesk_removeTree(const char* path, bool dryRun = false);
 
 // remove(3) relative to a folder descriptor: unlinks name, or removes it as an empty folder.
 // Returns 0, or -1 with errno set.

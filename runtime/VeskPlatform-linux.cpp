@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/utsname.h>
@@ -317,6 +318,19 @@ bool vesk_memorySize(uint64_t* out) {
 
 int vesk_currentThreadNumber() {
     return static_cast<int>(gettid());
+}
+
+bool vesk_isTerminal(int fd) {
+    return isatty(fd) == 1;
+}
+
+int vesk_terminalColumns(int fd) {
+    struct winsize size;
+    memset(&size, 0, sizeof size);
+    if (ioctl(fd, TIOCGWINSZ, &size) != 0) {
+        return 0;
+    }
+    return size.ws_col;
 }
 
 int64_t vesk_copyFileRange(int in, int64_t inOffset, int out, int64_t outOffset, size_t length) {

@@ -93,6 +93,14 @@ bool vesk_memorySize(uint64_t* out);
 // The calling thread's kernel thread id, a stable per-thread integer.
 int vesk_currentThreadNumber();
 
+// ---- terminals ------------------------------------------------------------------------------
+
+// Whether the open descriptor fd is a terminal (a person may be reading or typing there).
+bool vesk_isTerminal(int fd);
+
+// The width in columns of the terminal at fd; 0 when fd is no terminal or it does not say.
+int vesk_terminalColumns(int fd);
+
 // ---- kernel copies ------------------------------------------------------------------------
 
 // Copies up to length bytes from in at inOffset to out at outOffset inside the kernel, without

@@ -57,6 +57,34 @@ CommandCapture::~CommandCapture() {
     if (_file) {
         fclose(_file);
     }
+    if (_errors >= 0) {
+        close(_errors);
+    }
+}
+
+void CommandCapture::openErrorFile() {
+    // Beside the capture file and unlinked at once: nothing is left behind, whatever happens.
+    if (!_outputPath.empty()) {
+        std::string name = _outputPath + ".stderr-XXXXXX";
+        _errors = mkostemp(&name[0], O_CLOEXEC);
+        if (_errors >= 0) {
+            unlink(name.c_str());
+            return;
+        }
+    }
+    // Never the terminal, whatever else becomes of it.
+    _errors = open("/dev/null", O_WRONLY | O_CLOEXEC);
+}
+
+void CommandCapture::keepErrors() {
+    char buffer[65536];
+    off_t at = 0;
+    for (ssize_t got; (got = pread(_errors, buffer, sizeof buffer, at)) > 0; at += got) {
+        if (fwrite(buffer, 1, static_cast<size_t>(got), _file) != static_cast<size_t>(got) &&
+            _writeError == 0) {
+            _writeError = errno;
+        }
+    }
 }
 
 void CommandCapture::start() {
@@ -67,6 +95,7 @@ void CommandCapture::start() {
         throw SupportPackageException("error creating pipe.");
     }
     _deadline = _timeoutSeconds > 0 ? monotonicMs() + _timeoutSeconds * 1000LL : 0;
+    openErrorFile();
 
     // What this process has buffered would otherwise be written a second time by the child.
     fflush(stdout);
@@ -84,6 +113,9 @@ void CommandCapture::start() {
         setpgid(0, 0);
         dup2(fds[1], STDOUT_FILENO);
         close(fds[1]);
+        if (_errors >= 0) {
+            dup2(_errors, STDERR_FILENO);
+        }
         // argv[0] names another path than the program executed; shells do not mind, and the
         // process list shows the command as it always has.
         char* const argv[] = {const_cast<char*>("/usr/bin/sh"), const_cast<char*>("-c"),
@@ -170,6 +202,9 @@ bool CommandCapture::step() {
         }
     }
     if (_reaped && _file) {
+        if (_errors >= 0) {
+            keepErrors();
+        }
         if (fclose(_file) != 0 && _writeError == 0) {
             _writeError = errno;
         }

@@ -1,8 +1,10 @@
 // CommandCapture: one shell command run for a support package, its standard output kept in a file.
 //
 // The command runs as "/bin/sh -c COMMAND" with the empty environment, in a process group of its
-// own, its standard output a non-blocking pipe (standard error is not captured). What it writes is
-// copied into the capture file piece by piece (a line, or up to 1024 bytes of one), unchanged.
+// own, its standard output a non-blocking pipe. What it writes is copied into the capture file
+// piece by piece (a line, or up to 1024 bytes of one), unchanged. Its standard error goes to an
+// unlinked scratch file beside the capture file and is appended to the capture file once the
+// command has been reaped, after its standard output; it never reaches this process's terminal.
 // A command still running when its time is up gets SIGTERM for its whole group, after a grace
 // period SIGKILL, and after another the reader stops waiting for the end of its output (a
 // descendant that left the group may still hold the pipe open); what it wrote is kept. A raised
@@ -68,6 +70,8 @@ class CommandCapture {
     bool waitForOutput();
     void closeOutput();
     void keep(const char* piece);
+    void openErrorFile();
+    void keepErrors();
 
     std::string _command;
     std::string _outputPath;
@@ -77,6 +81,7 @@ class CommandCapture {
     pid_t _pid = -1;
     FILE* _output = nullptr;  // read end of the pipe
     FILE* _file = nullptr;    // the capture file
+    int _errors = -1;         // the command's standard error, kept until it has been reaped
     long long _deadline = 0;  // monotonic milliseconds; 0: none
     int _stage = 0;           // 0 running, 1 terminated, 2 killed, 3 given up
     bool _endNow = false;

@@ -353,6 +353,7 @@ DeflatePool::Next DeflatePool::next(DeflatePiece* out, bool wait) {
             out->_last = piece._last;
             out->_text = piece._text;
             out->_size = file._taken;
+            out->_input = piece._length;
             out->_crc = file._crc;
             file._pieces.pop_front();
             --_inFlight;

@@ -45,6 +45,7 @@ struct DeflatePiece {
     std::vector<unsigned char> _bytes;  // the next bytes of the oldest file's stream (may be none)
     bool _last = false;                 // the stream is complete with these bytes
     uint64_t _size = 0;                 // with _last: how many bytes of the file went in
+    uint64_t _input = 0;                // how many bytes of the file this piece compresses
     unsigned long _crc = 0;             // with _last: their CRC-32
     // Whether zlib took the data for text, once it has decided (with the first bytes of a stream:
     // zlib decides with its first deflate block, before which a stream has no bytes at all).

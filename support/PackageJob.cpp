@@ -13,6 +13,7 @@
 #include <memory>
 
 #include "CaptureRun.h"
+#include "LogTail.h"
 #include "ManifestText.h"
 #include "SupportPackage.h"
 #include "SystemInfo.h"
@@ -117,6 +118,18 @@ std::vector<std::string> rowFiles(const PackageRow& row, const std::string& sour
     return globMatches(source);
 }
 
+// A staged log over the user's size limit keeps its newest bytes; a log that cannot be cut stays
+// whole, which loses nothing.
+void cutLog(const std::string& staged, const PackageRequest& request) {
+    std::string why;
+    struct stat st;
+    if (request._logSizeLimit > 0 && lstat(staged.c_str(), &st) == 0 &&
+        !LogTail::keepLast(staged, request._logSizeLimit, &why)) {
+        vesk_diagnostic("\nKept the whole log %s: %s", vesk_printablePath(staged).c_str(),
+                        why.c_str());
+    }
+}
+
 // Collects one row; a capture row's command is handed to captures, which runs it side by side
 // with the rows that follow.
 void collectRow(SupportPackage& package, CaptureRun& captures, const PackageRow& row,
@@ -134,7 +147,7 @@ void collectRow(SupportPackage& package, CaptureRun& captures, const PackageRow&
             break;
         }
         case PackageOperation::Capture:
-            captures.add(source.c_str(), row._target, row._append);
+            captures.add(packageRowCommand(row, request._since).c_str(), row._target, row._append);
             break;
         case PackageOperation::CopyFile:
         case PackageOperation::CopyFiles:
@@ -147,6 +160,9 @@ void collectRow(SupportPackage& package, CaptureRun& captures, const PackageRow&
                     continue;
                 }
                 package.addFileToDir(file.c_str(), folder, row._category, row._target);
+                if (row._operation == PackageOperation::LogFiles) {
+                    cutLog(std::string(folder) + "/" + file.substr(file.rfind('/') + 1), request);
+                }
             }
             break;
         case PackageOperation::Attachments:
@@ -174,6 +190,13 @@ std::string folderOf(const std::string& path) {
     }
     return slash == 0 ? "/" : path.substr(0, slash);
 }
+
+// Under a machine root the commands would describe the machine the tool runs on, not the disk.
+bool commandsSkipped(const PackageRequest& request) {
+    return !vesk_machineRoot().empty() && !request._liveCommands;
+}
+
+const char kSkippedCommand[] = "it describes this machine, not the machine root";
 
 // Holds a text for the record, or null for a missing one.
 char* textOrNull(std::string* holder, const std::optional<std::string>& text) {
@@ -282,6 +305,12 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
         result._stagingFolder = package->getPathToContents();
         package->setCommandTimeout(request._commandTimeout);
         package->setCancelFlag(cancel);
+        if (observer) {
+            package->setByteProgress(
+                [observer](const std::string& what, uint64_t done, uint64_t total) {
+                    observer->packageBytes(what, done, total);
+                });
+        }
 
         // The system commands run side by side with each other and with the copies; a failure
         // or an exception ends them (the run's destructor) before the job returns.
@@ -297,16 +326,28 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
         size_t count = 0;
         const PackageRow* rows = packageRows(&count);
         for (size_t i = 0; i < count && !PackageCancelFlag::isSet(cancel); ++i) {
-            if (observer) {
+            const bool skipped =
+                rows[i]._operation == PackageOperation::Capture && commandsSkipped(request);
+            if (observer && skipped) {
+                observer->packageSkipped(static_cast<int>(i + 1), static_cast<int>(count),
+                                         rows[i]._label, kSkippedCommand);
+            } else if (observer) {
                 observer->packageStep(static_cast<int>(i + 1), static_cast<int>(count),
                                       rows[i]._label);
             }
-            collectRow(*package, captures, rows[i], request);
+            if (!skipped) {
+                collectRow(*package, captures, rows[i], request);
+            }
             if (stagingFailed()) {
                 return result;
             }
         }
         captures.finish();  // after a cancel at once: every command's group is ended
+        for (size_t i = 0; i < count; ++i) {
+            if (packageRowIsConsoleLog(rows[i]) && !commandsSkipped(request)) {
+                cutLog(package->capturePath(rows[i]._target), request);
+            }
+        }
         if (stagingFailed()) {
             return result;
         }
@@ -353,6 +394,11 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
         result._archiveSize = archive._size;
         result._sha256 = archive._sha256;
         result._message = successMessage(fileName);
+        if (!request._keepStaging) {
+            package.reset();
+            SupportPackage::killDirectory(result._stagingFolder.c_str());
+            result._stagingRemoved = !PathFileExists(result._stagingFolder.c_str());
+        }
     } catch (const SupportPackageException& e) {
         result._error = e.what();
     }
@@ -372,7 +418,8 @@ std::vector<PackagePlanRow> PackageJob::plan(const PackageRequest& request) {
                 planned._items.push_back({row._target, -1, ""});
                 break;
             case PackageOperation::Capture:
-                planned._items.push_back({source, -1, ""});
+                planned._items.push_back({packageRowCommand(row, request._since), -1,
+                                          commandsSkipped(request) ? kSkippedCommand : ""});
                 break;
             case PackageOperation::CopyFile:
             case PackageOperation::CopyFiles:

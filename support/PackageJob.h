@@ -7,8 +7,11 @@
 // Progress and the job's two designed alerts go to a PackageJobObserver, called on the thread that
 // runs the job; the job itself never prints (the staging area's own diagnostics go through the
 // diagnostics sink). Files that do not exist are skipped silently; a staged file that could not be
-// written whole fails the job. The staging folder is left in place, except after a cancel, which
-// removes it: a partial collection is of no use and holds copies of the user's files.
+// written whole fails the job. The staging folder holds copies of the user's files: it is removed
+// once the archive has been read back whole (unless the request keeps it) and after a cancel (a
+// partial collection is of no use); after a failure it stays, as the only copy of what was
+// collected. Under a machine root the system commands describe this machine, not the copied
+// disk: their rows are skipped unless the request asks for live commands.
 //
 // Cancelling: a PackageCancelFlag handed to run() may be raised from a signal handler or another
 // thread; the job then ends the running command's process group, removes its temporary archive,
@@ -31,6 +34,16 @@ class PackageJobObserver {
     // start one after the other at once and run side by side while the later rows are collected;
     // the job waits for the last of them before packageSaving.
     virtual void packageStep(int index, int total, const std::string& label) = 0;
+    // Instead of packageStep for a row that is passed over, with the reason. By default the row
+    // is reported as started, as the window always showed it.
+    virtual void packageSkipped(int index, int total, const std::string& label,
+                                const std::string& /*why*/) {
+        packageStep(index, total, label);
+    }
+    // How far the archive (what == "archive") or a staged copy of 64 MiB or more (what is the
+    // source path) has got: done of total bytes, as often as a piece is written; the last call of
+    // a finished one has done == total.
+    virtual void packageBytes(const std::string& /*what*/, uint64_t /*done*/, uint64_t /*total*/) {}
     // After the last row, before the manifest is written and the archive saved.
     virtual void packageSaving(const std::string& /*archivePath*/) {}
     // One of the job's alerts: "Error creating suppport package." with "No Filename provided."
@@ -51,7 +64,7 @@ struct PackageJobResult {
     int64_t _archiveSize = 0;      // Created: its size in bytes
     std::string _sha256;           // Created: its SHA-256, of the bytes that were read back
     std::string _stagingFolder;    // the staging folder, when one was made
-    bool _stagingRemoved = false;  // Cancelled: the staging folder is gone
+    bool _stagingRemoved = false;  // Created or Cancelled: the staging folder is gone
     std::string _message;          // Created: the completion text for the user, naming the archive
 };
 

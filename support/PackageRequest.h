@@ -5,6 +5,7 @@
 #define CORVIX_SUPPORT_PACKAGEREQUEST_H
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,6 +21,16 @@ struct PackageRequest {
     std::vector<std::string> _fileAttachments;
     // Longest run of one captured command, in seconds; 0 or less: no limit.
     int _commandTimeout = 120;
+    // Under a machine root the system commands still describe the machine the tool runs on, not
+    // the copied disk: their rows are skipped unless this is set. Without a root they always run.
+    bool _liveCommands = false;
+    // The staging folder is removed once the archive has been read back whole, unless this is set.
+    bool _keepStaging = false;
+    // Above 0: each product log and console log keeps only its last this many bytes, with a note
+    // at the top of the cut file. Attachments and settings files are always whole.
+    uint64_t _logSizeLimit = 0;
+    // Not empty: the journal captures begin at this time (journalctl's --since syntax).
+    std::string _since;
 
     // The longest e-mail address the support form's buffer holds.
     static const size_t kEmailMaxLength = 1024;

@@ -3,6 +3,8 @@
 // commands run with an empty environment.
 #include "PackageRows.h"
 
+#include <cstring>
+
 namespace {
 
 using Op = PackageOperation;
@@ -66,4 +68,22 @@ const PackageRow kRows[] = {
 const PackageRow* packageRows(size_t* count) {
     *count = sizeof kRows / sizeof kRows[0];
     return kRows;
+}
+
+bool packageRowIsConsoleLog(const PackageRow& row) {
+    static const char kJournal[] = "/bin/journalctl ";
+    return row._operation == PackageOperation::Capture && row._source &&
+           strncmp(row._source, kJournal, sizeof kJournal - 1) == 0;
+}
+
+std::string packageRowCommand(const PackageRow& row, const std::string& since) {
+    std::string command = row._source ? row._source : "";
+    if (since.empty() || !packageRowIsConsoleLog(row)) {
+        return command;
+    }
+    command += " --since '";
+    for (char c : since) {
+        command += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return command + "'";
 }

@@ -5,6 +5,7 @@
 #define CORVIX_SUPPORT_PACKAGEROWS_H
 
 #include <cstddef>
+#include <string>
 
 #include "SupportPackage.h"
 
@@ -36,5 +37,12 @@ struct PackageRow {
 
 // The rows of this platform, in order, and their number.
 const PackageRow* packageRows(size_t* count);
+
+// Whether row captures one of the system's console logs (a log that --log-size may cut).
+bool packageRowIsConsoleLog(const PackageRow& row);
+
+// The command row runs: its own, narrowed to entries from since on for a console log when since
+// is not empty (quoted for the shell, whatever it holds).
+std::string packageRowCommand(const PackageRow& row, const std::string& since);
 
 #endif

@@ -79,13 +79,21 @@ bool writeAll(int fd, const char* data, size_t size) {
     return true;
 }
 
+// Bytes of the file copied so far.
+using CopyProgress = std::function<void(uint64_t done)>;
+using ByteProgress = SupportPackage::ByteProgress;
+
+// Copies at least this large report their progress.
+const uint64_t kReportedCopySize = 64ULL << 20;
+
 enum class KernelCopy { Copied, Unsupported, WriteFailed, Interrupted };
 
 // Copies the first size bytes of in to out inside the kernel (a reflink where the file system
 // shares blocks), run of data by run of data, so that the source's holes stay holes. Unsupported
 // when the kernel cannot copy between these files (or a read failed): the caller copies by
 // reading and writing instead, which tells a read failure from a write failure.
-KernelCopy kernelCopy(int in, int out, int64_t size, const PackageCancelFlag* cancel, int* error) {
+KernelCopy kernelCopy(int in, int out, int64_t size, const PackageCancelFlag* cancel, int* error,
+                      const CopyProgress& progress) {
     int64_t length = size, start = 0, end = 0;
     for (int64_t position = 0; position < length && vesk_nextDataRange(in, position, &start, &end);
          position = end) {
@@ -108,6 +116,9 @@ KernelCopy kernelCopy(int in, int out, int64_t size, const PackageCancelFlag* ca
                 break;
             }
             start += copied;
+            if (progress) {
+                progress(static_cast<uint64_t>(start));
+            }
         }
     }
     // The length, also where the file ends in a hole.
@@ -120,7 +131,8 @@ KernelCopy kernelCopy(int in, int out, int64_t size, const PackageCancelFlag* ca
 
 // Copies in to out by reading and writing large blocks from the start; a block of zeros becomes a
 // hole.
-CopyResult blockCopy(int in, int out, const PackageCancelFlag* cancel, int* error) {
+CopyResult blockCopy(int in, int out, const PackageCancelFlag* cancel, int* error,
+                     const CopyProgress& progress) {
     if (lseek(in, 0, SEEK_SET) != 0 || lseek(out, 0, SEEK_SET) != 0 || ftruncate(out, 0) != 0) {
         *error = errno;
         return CopyResult::WriteFailed;
@@ -152,6 +164,9 @@ CopyResult blockCopy(int in, int out, const PackageCancelFlag* cancel, int* erro
             *error = errno;
             return CopyResult::WriteFailed;
         }
+        if (progress) {
+            progress(static_cast<uint64_t>(size));
+        }
     }
     if (endsInHole && ftruncate(out, size) != 0) {
         *error = errno;
@@ -162,7 +177,7 @@ CopyResult blockCopy(int in, int out, const PackageCancelFlag* cancel, int* erro
 
 // Copies source to destination; *error holds errno when writing failed.
 CopyResult copyRegular(const char* source, const char* destination, const PackageCancelFlag* cancel,
-                       int* error) {
+                       int* error, const ByteProgress& progress = ByteProgress()) {
     int in = vesk_openRegular(source, O_RDONLY);
     if (in < 0) {
         return CopyResult::Unreadable;
@@ -181,12 +196,27 @@ CopyResult copyRegular(const char* source, const char* destination, const Packag
         close(in);
         return CopyResult::WriteFailed;
     }
-    KernelCopy kernel =
-        examined ? kernelCopy(in, out, from.st_size, cancel, error) : KernelCopy::Unsupported;
+    // Only a large copy is worth reporting: the others take moments.
+    CopyProgress moved;
+    const uint64_t total = static_cast<uint64_t>(from.st_size);
+    if (progress && examined && total >= kReportedCopySize) {
+        // The whole size is reported once, after the copy is complete.
+        moved = [&progress, source, total](uint64_t done) {
+            if (done < total) {
+                progress(source, done, total);
+            }
+        };
+    }
+    KernelCopy kernel = examined ? kernelCopy(in, out, from.st_size, cancel, error, moved)
+                                 : KernelCopy::Unsupported;
     CopyResult result = kernel == KernelCopy::Copied        ? CopyResult::Copied
                         : kernel == KernelCopy::WriteFailed ? CopyResult::WriteFailed
-                        : kernel == KernelCopy::Interrupted ? CopyResult::Interrupted
-                                                            : blockCopy(in, out, cancel, error);
+                        : kernel == KernelCopy::Interrupted
+                            ? CopyResult::Interrupted
+                            : blockCopy(in, out, cancel, error, moved);
+    if (result == CopyResult::Copied && moved) {
+        progress(source, total, total);
+    }
     close(in);
     if (close(out) != 0 && result == CopyResult::Copied) {
         *error = errno;
@@ -316,7 +346,7 @@ std::string SupportPackage::stageFile(const char* source, const char* folder, co
         name = numberedName(baseName, n);
     }
     int error = 0;
-    CopyResult result = copyRegular(source, destination, _cancel, &error);
+    CopyResult result = copyRegular(source, destination, _cancel, &error, _byteProgress);
     if (result == CopyResult::Copied) {
         _stagedFiles.insert(destination);
         return name;

@@ -34,6 +34,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -152,7 +153,7 @@ class SupportPackage : public Vesk_Runnable {
 
     // Runs command with "/bin/sh -c" and the empty environment, in its own process group, and
     // stores its standard output as system/<fileName> ("wt", or "at" when append is set; only a
-    // "wt" capture records the manifest entry). Standard error is not captured. A command still
+    // "wt" capture records the manifest entry), its standard error after it. A command still
     // running after the command timeout gets SIGTERM, then SIGKILL, for its whole group; what it
     // wrote is kept. When the cancel flag is raised the group is ended at once. Returns when the
     // child has been reaped. Does nothing for a null argument or once cancelled. Throws when the
@@ -167,6 +168,14 @@ class SupportPackage : public Vesk_Runnable {
     // the package). Null: nothing stops them.
     void setCancelFlag(const PackageCancelFlag* flag) { _cancel = flag; }
     const PackageCancelFlag* cancelFlag() const { return _cancel; }
+
+    // Reports how far a long piece of work has got, on the thread that does it: what is "archive"
+    // while savePackage writes the archive (done of total bytes of the staged files, each time a
+    // piece went in), or the source path of a copy of 64 MiB or more (done of its size). The last
+    // report of each has done == total; a failed or cancelled one ends without it.
+    using ByteProgress =
+        std::function<void(const std::string& what, uint64_t done, uint64_t total)>;
+    void setByteProgress(ByteProgress progress) { _byteProgress = std::move(progress); }
 
     // The capture file system/<fileName>: its path, or an empty text when it does not fit a path
     // buffer.
@@ -276,6 +285,7 @@ class SupportPackage : public Vesk_Runnable {
     int _commandTimeout;
     _sp_package_info_struct* _dummyInfo;  // owned; made by _genDummyPackInfo
     const PackageCancelFlag* _cancel = nullptr;
+    ByteProgress _byteProgress;
     std::string _stagingError;
     std::set<std::string> _stagedFiles;  // every file copied in, so that none is replaced
 };

@@ -2,8 +2,10 @@
 // not there at all (savePackage, writeArchive).
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <system_error>
 #include <thread>
 
@@ -20,6 +22,28 @@ namespace {
 
 // What the platform's formatted output writes for a null text argument.
 const char kNullText[] = "(null)";
+
+// The bytes of every regular file below folder, links not followed and hidden folders left out
+// as ZipBuilder leaves them: what the archive will take.
+uint64_t stagedBytes(const char* folder) {
+    namespace fs = std::filesystem;
+    uint64_t total = 0;
+    std::error_code error;
+    for (fs::recursive_directory_iterator it(folder, error), end; !error && it != end;
+         it.increment(error)) {
+        std::error_code sizeError;
+        if (it->is_symlink(sizeError)) {
+            continue;
+        }
+        if (it->is_directory(sizeError) && it->path().filename().native()[0] == '.') {
+            it.disable_recursion_pending();
+        } else if (it->is_regular_file(sizeError)) {
+            uintmax_t size = it->file_size(sizeError);
+            total += sizeError ? 0 : size;
+        }
+    }
+    return total;
+}
 
 }  // namespace
 
@@ -71,6 +95,14 @@ bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archi
     {
         ZipBuilder zip(file.stream());
         zip.setCancelFlag(_cancel);
+        if (_byteProgress) {
+            const uint64_t total = stagedBytes(_contentsPath);
+            uint64_t done = 0;
+            zip.setProgress([this, total, &done](uint64_t bytes) {
+                done += bytes;
+                _byteProgress("archive", done, std::max(done, total));
+            });
+        }
         zip.addFolderToZip(_contentsPath, true, _contentsPath);
         zip.closeFile();
         if (!zip.ok()) {

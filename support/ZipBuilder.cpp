@@ -209,6 +209,9 @@ bool ZipBuilder::writeNext(bool wait) {
             return false;
         }
     }
+    if (_progress && piece._input > 0) {
+        _progress(piece._input);
+    }
     if (piece._last) {
         _pending.pop_front();
         int closed = zipCloseFileInZipRaw64(archive, piece._size, piece._crc);

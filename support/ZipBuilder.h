@@ -31,6 +31,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -80,6 +81,12 @@ class ZipBuilder {
     // builder; null: never.
     void setCancelFlag(const PackageCancelFlag* flag) { _cancel = flag; }
 
+    // Called on the builder's thread each time a piece of an entry was written into the archive,
+    // with how many bytes of the entry's file that piece held. Set before the first file is added.
+    void setProgress(std::function<void(uint64_t bytes)> progress) {
+        _progress = std::move(progress);
+    }
+
     // How many threads compress by default: the processors online, at most the number in the
     // environment variable CORVIX_ZIP_THREADS when it holds one of 1 or more (1: no worker
     // threads), at most DeflatePool::kMaxThreads.
@@ -126,6 +133,7 @@ class ZipBuilder {
     std::unique_ptr<DeflatePool> _pool;  // made by the first file added
     std::deque<Pending> _pending;
     const PackageCancelFlag* _cancel = nullptr;
+    std::function<void(uint64_t)> _progress;
     std::string _error;
     long _entryCount = 0;
 };

@@ -9,8 +9,10 @@
 
 #include "CliCommands.h"
 #include "CliContext.h"
+#include "CliHelp.h"
 #include "MaintenanceDialogs.h"
 #include "MaintenanceTasks.h"
+#include "VeskPath.h"
 
 namespace {
 
@@ -18,9 +20,11 @@ struct CleanOptions {
     MaintenanceSelection _selection;
     bool _all = false;
     bool _yes = false;
+    bool _dryRun = false;
 };
 
-// The view's alerts as text. The question is answered by --yes or on the terminal; without
+// The view's alerts as text. The question is asked on the terminal (standard error, so that it
+// shows whatever standard output is redirected to) and answered there, or by --yes; without
 // either the reset is refused, since nothing may be deleted unasked.
 class CliCleanDialogs : public MaintenanceDialogs {
   public:
@@ -49,12 +53,12 @@ class CliCleanDialogs : public MaintenanceDialogs {
         if (_assumeYes) {
             return true;
         }
-        if (!_context.interactive) {
-            _context.err << "Standard input is not a terminal: nothing was deleted. Pass --yes "
-                            "to reset without the question.\n";
+        if (!_context.terminal.interactive) {
+            _context.err << "There is no terminal to ask on: nothing was deleted. Pass --yes to "
+                            "reset without the question, or --dry-run to see what it deletes.\n";
             return false;
         }
-        _context.out << message << "\n" << title << " [y/N] " << std::flush;
+        _context.err << message << "\n" << title << " [y/N] " << std::flush;
         std::string answer;
         std::getline(_context.in, answer);
         answer.erase(std::remove_if(answer.begin(), answer.end(),
@@ -65,7 +69,7 @@ class CliCleanDialogs : public MaintenanceDialogs {
         if (answer == "y" || answer == "yes") {
             return true;
         }
-        _context.out << "Nothing was deleted.\n";
+        _context.err << "Nothing was deleted.\n";
         return false;
     }
 
@@ -100,15 +104,51 @@ void printReport(const MaintenanceReport& report, CliContext& context) {
     }
 }
 
+// Every path each step would delete, then the total. Standard output holds only the list.
+void printDryRun(const MaintenanceReport& report, CliContext& context) {
+    size_t paths = 0;
+    int64_t bytes = 0;
+    for (int i = 0; i < kStepCount; ++i) {
+        const MaintenanceStepResult& step = report.steps[i];
+        if (step.state == MaintenanceStepResult::kNotSelected) {
+            continue;
+        }
+        context.out << MaintenanceTasks::stepName(static_cast<MaintenanceStep>(i)) << ":\n";
+        if (step.files.wouldRemove.empty()) {
+            context.out << "  (nothing)\n";
+        }
+        for (const std::string& path : step.files.wouldRemove) {
+            context.out << "  " << vesk_printablePath(path) << "\n";
+        }
+        paths += step.files.wouldRemove.size();
+        bytes += step.files.bytes;
+        if (step.files.notRemoved > 0) {
+            context.err << MaintenanceTasks::notRemovedLine(static_cast<MaintenanceStep>(i), step)
+                        << "\n";
+        }
+    }
+    if (report.failed) {
+        context.err << "Error performing maintenance.\n" << report.error << "\n";
+    }
+    context.out << paths << " path(s) would be deleted, " << bytes
+                << " bytes of files. Nothing was deleted: dry run.\n";
+}
+
 void runClean(const CleanOptions& options, CliContext& context) {
     MaintenanceSelection selection = options._selection;
     if (options._all) {
         selection = MaintenanceSelection{true, true, true, true};
     }
     CliCleanDialogs dialogs(context, options._yes);
-    MaintenanceReport report = MaintenanceTasks::execute(selection, dialogs);
+    MaintenanceReport report = MaintenanceTasks::execute(
+        selection, dialogs, options._dryRun ? kCleanerDryRun : kCleanerDeletes);
     if (!report.ran) {
         context.exitCode = kCliUsage;
+        return;
+    }
+    if (options._dryRun) {
+        printDryRun(report, context);
+        context.exitCode = report.failed ? kCliFailure : kCliSuccess;
         return;
     }
     if (report.steps[kStepConfigFiles].state == MaintenanceStepResult::kDone) {
@@ -136,5 +176,11 @@ void registerCleanCommand(CLI::App& app, CliContext& context) {
                     "Delete the frame cache folders and the frame cache registries");
     clean->add_flag("--all", options->_all, "All four of the above");
     clean->add_flag("-y,--yes", options->_yes, "Do not ask before deleting");
+    clean->add_flag("-n,--dry-run", options->_dryRun,
+                    "List every path the chosen tasks would delete, and the total; delete nothing");
+    clean->footer(cliExitCodes(
+        {{"0", "Everything chosen was deleted (with --dry-run: listed)"},
+         {"1", "Something found could not be deleted, or an error stopped the tasks"},
+         {"2", "No task was chosen, or the question was declined or could not be asked"}}));
     clean->callback([options, &context] { runClean(*options, context); });
 }

@@ -10,4 +10,5 @@ void registerCliCommands(CLI::App& app, CliContext& context) {
     registerSweepCommand(app, context);
     registerLoggingCommand(app, context);
     registerRenderersCommand(app, context);
+    registerHelpCommand(app, context);
 }

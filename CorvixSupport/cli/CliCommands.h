@@ -22,5 +22,7 @@ void registerLoggingCommand(CLI::App& app, CliContext& context);
 // corvix-support renderers: list, pin and discover external 3D renderers
 // (CliRenderersCommand.cpp).
 void registerRenderersCommand(CLI::App& app, CliContext& context);
+// corvix-support help: the help of the program or of a verb (CliHelpCommand.cpp).
+void registerHelpCommand(CLI::App& app, CliContext& context);
 
 #endif

@@ -7,6 +7,7 @@
 
 #include "CliCommands.h"
 #include "CliContext.h"
+#include "CliHelp.h"
 #include "MaintenanceDialogs.h"
 #include "MaintenanceTasks.h"
 
@@ -68,5 +69,8 @@ void registerLoggingCommand(CLI::App& app, CliContext& context) {
         "restarts");
     logging->add_option("LEVEL", *level, "off, on or dev")
         ->check(CLI::IsMember({"off", "on", "dev"}));
+    logging->footer(cliExitCodes({{"0", "The level was shown, or saved"},
+                                  {"1", "The level could not be read, or not saved"},
+                                  {"2", "The command line was refused"}}));
     logging->callback([level, &context] { runLogging(*level, context); });
 }

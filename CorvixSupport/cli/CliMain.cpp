@@ -3,10 +3,12 @@
 #include <CLI/CLI.hpp>
 
 #include <iostream>
+#include <memory>
 #include <string>
 
 #include "CliCommands.h"
 #include "CliContext.h"
+#include "CliHelp.h"
 #include "VeskDiagnostics.h"
 #include "VeskPlatform.h"
 
@@ -31,6 +33,18 @@ class CliDiagnosticSink : public VeskDiagnosticSink {
 void buildCorvixCliApp(CLI::App& app, CliContext& context) {
     app.name("corvix-support");
     app.description("Corvix Pro support tool: support packages, maintenance and 3D renderers.");
+    // Set first: every verb takes the formatter its parent has when it is added.
+    app.formatter(std::make_shared<CliHelpFormatter>(context.terminal.columns));
+    app.footer(cliExitCodes({{"0", "The job was done"},
+                             {"1",
+                              "The job failed (package: no archive was made; clean, sweep: "
+                              "something found was not deleted)"},
+                             {"2",
+                              "The command line, or the answer to a question, refused it: "
+                              "nothing was collected or changed"},
+                             {"130, 143", "package was interrupted by SIGINT or SIGTERM"}}) +
+               "\n" + cliEnvironment() +
+               "\nRun 'corvix-support help VERB' for a verb's options and exit codes.");
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", std::string("corvix-support ") + CORVIX_VERSION);
 
@@ -45,8 +59,8 @@ void buildCorvixCliApp(CLI::App& app, CliContext& context) {
 }
 
 int corvixCliMain(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
-                  std::istream& in, bool interactive) {
-    CliContext context{out, err, in, interactive};
+                  std::istream& in, const CliTerminal& terminal) {
+    CliContext context{out, err, in, terminal};
     CliDiagnosticSink sink(err);
     VeskScopedDiagnosticSink useSink(&sink);
 
@@ -65,7 +79,8 @@ int corvixCliMain(int argc, const char* const* argv, std::ostream& out, std::ost
         out << app.version() << "\n";
         return kCliSuccess;
     } catch (const CLI::ParseError& e) {
-        err << "corvix-support: " << e.what() << "\n"
+        std::string suggestion = cliSuggestion(app, e);
+        err << "corvix-support: " << (suggestion.empty() ? e.what() : suggestion) << "\n"
             << "Run 'corvix-support --help' for the commands and options.\n";
         return kCliUsage;
     }

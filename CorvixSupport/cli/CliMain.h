@@ -4,10 +4,7 @@
 
 #include <iosfwd>
 
-namespace CLI {
-class App;
-}
-struct CliContext;
+#include "CliContext.h"
 
 // Defines every global option and verb of corvix-support on app, which must be fresh. Nothing
 // runs until app parses a command line; the verbs' callbacks then write to context's streams.
@@ -16,8 +13,9 @@ struct CliContext;
 void buildCorvixCliApp(CLI::App& app, CliContext& context);
 
 // Runs corvix-support with argv (argv[0] is the program name). Returns the exit code. Output goes
-// to out and err; questions are read from in when interactive is true.
+// to out and err; questions are read from in when terminal.interactive is true; help is wrapped
+// to terminal.columns.
 int corvixCliMain(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
-                  std::istream& in, bool interactive);
+                  std::istream& in, const CliTerminal& terminal);
 
 #endif

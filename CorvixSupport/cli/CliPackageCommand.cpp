@@ -1,8 +1,10 @@
 // corvix-support package: the support package job, headless. The verb parses, hands the request
 // to PackageJob and prints its result; SIGINT and SIGTERM during the job raise the job's cancel
 // flag, and the verb then exits 128 + the signal's number.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
@@ -14,9 +16,12 @@
 
 #include "CliCommands.h"
 #include "CliContext.h"
+#include "CliHelp.h"
+#include "CliProgressPrinter.h"
 #include "PackageJob.h"
 #include "SupportPackage.h"
 #include "VeskFile.h"
+#include "VeskPath.h"
 #include "VeskPlatform.h"
 
 namespace {
@@ -34,31 +39,17 @@ struct PackageOptions {
     std::vector<std::string> _attachments;
     int _commandTimeout = SupportPackage::kDefaultCommandTimeout;
     bool _dryRun = false;
+    bool _force = false;
+    bool _quiet = false;
+    bool _liveCommands = false;
+    bool _keepStaging = false;
+    int _logSize = 0;
+    std::string _since;
 
     CLI::Option* _outputOption = nullptr;
     CLI::Option* _nameOption = nullptr;
     CLI::Option* _companyOption = nullptr;
     CLI::Option* _commentOption = nullptr;
-};
-
-// Progress lines on standard error, so that standard output carries only the result.
-class ProgressPrinter : public PackageJobObserver {
-  public:
-    explicit ProgressPrinter(std::ostream& err) : _err(err) {}
-    void packageStep(int index, int total, const std::string& label) override {
-        char prefix[32];
-        snprintf(prefix, sizeof prefix, "[%2d/%d] ", index, total);
-        _err << prefix << label << std::endl;
-    }
-    void packageSaving(const std::string& archivePath) override {
-        _err << "saving " << archivePath << std::endl;
-    }
-    void packageAlert(const std::string& title, const std::string& message) override {
-        _err << title << " " << message << std::endl;
-    }
-
-  private:
-    std::ostream& _err;
 };
 
 std::atomic<PackageCancelFlag*> gInterruptFlag{nullptr};
@@ -99,6 +90,32 @@ class InterruptHandlers {
     static constexpr int kSignals[2] = {SIGINT, SIGTERM};
     struct sigaction _previous[2];
 };
+
+// Whether the regular file at path begins as a ZIP archive does (a local header, or the end
+// record of an empty archive). Anything else there is someone's data.
+bool isZipArchive(const std::string& path) {
+    int fd = vesk_openRegular(path.c_str(), O_RDONLY);
+    if (fd < 0) {
+        return false;
+    }
+    char magic[4] = {0};
+    bool zip = read(fd, magic, sizeof magic) == static_cast<ssize_t>(sizeof magic) &&
+               (memcmp(magic, "PK\3\4", 4) == 0 || memcmp(magic, "PK\5\6", 4) == 0);
+    close(fd);
+    return zip;
+}
+
+// An archive replaces an older archive; any other file in its place is kept unless --force.
+bool mayReplace(const PackageOptions& options, const std::string& archive, CliContext& context) {
+    struct stat st;
+    if (options._force || stat(archive.c_str(), &st) != 0 || !S_ISREG(st.st_mode) ||
+        isZipArchive(archive)) {
+        return true;
+    }
+    context.err << "corvix-support package: \"" << vesk_printablePath(archive)
+                << "\" exists and is not a ZIP archive; pass --force to replace it.\n";
+    return false;
+}
 
 bool isDirectory(const std::string& path) {
     struct stat st;
@@ -164,6 +181,10 @@ bool buildRequest(const PackageOptions& options, PackageRequest* request, CliCon
     }
     request->_fileAttachments = options._attachments;
     request->_commandTimeout = options._commandTimeout;
+    request->_liveCommands = options._liveCommands;
+    request->_keepStaging = options._keepStaging;
+    request->_logSizeLimit = static_cast<uint64_t>(options._logSize) << 20;
+    request->_since = options._since;
     return true;
 }
 
@@ -177,10 +198,12 @@ void printPlan(const PackageRequest& request, const std::string& archive, CliCon
             context.out << "        (nothing)\n";
         }
         for (const PackagePlanItem& item : row._items) {
-            if (row._row->_operation == PackageOperation::Capture) {
+            const char* mark = row._row->_operation == PackageOperation::Capture ? "$ " : "";
+            if (!item._skipped.empty()) {
+                context.out << "        " << mark << item._what << "  skipped: " << item._skipped
+                            << "\n";
+            } else if (*mark) {
                 context.out << "        $ " << item._what << "\n";
-            } else if (!item._skipped.empty()) {
-                context.out << "        " << item._what << "  skipped: " << item._skipped << "\n";
             } else if (item._size < 0) {
                 context.out << "        " << item._what << "\n";
             } else {
@@ -191,15 +214,24 @@ void printPlan(const PackageRequest& request, const std::string& archive, CliCon
     context.out << "archive: " << archive << " (not written: dry run)\n";
 }
 
-int printResult(const PackageJobResult& result, const PackageCancelFlag& cancel,
-                CliContext& context) {
+int printResult(const PackageJobResult& result, const PackageCancelFlag& cancel, bool quiet,
+                bool keepStaging, CliContext& context) {
     switch (result._status) {
         case PackageJobStatus::Created:
+            if (!result._stagingRemoved && !keepStaging) {
+                context.err << "corvix-support package: the staging folder "
+                            << result._stagingFolder << " could not be removed\n";
+            }
+            if (quiet) {
+                return kCliSuccess;
+            }
             context.out << result._message << "\n\n"
                         << "archive: " << result._archivePath << "\n"
                         << "size: " << result._archiveSize << " bytes\n"
-                        << "sha256: " << result._sha256 << "\n"
-                        << "staging folder: " << result._stagingFolder << "\n";
+                        << "sha256: " << result._sha256 << "\n";
+            if (keepStaging) {
+                context.out << "staging folder: " << result._stagingFolder << "\n";
+            }
             return kCliSuccess;
         case PackageJobStatus::Cancelled:
             context.err << "corvix-support package: interrupted; no archive was written"
@@ -238,20 +270,25 @@ int runPackage(const PackageOptions& options, CliContext& context) {
         context.err << "corvix-support package: " << why << "\n";
         return kCliUsage;
     }
+    if (!mayReplace(options, archive, context)) {
+        return kCliUsage;
+    }
     request._fileName = archive;
     if (options._dryRun) {
         printPlan(request, archive, context);
         return kCliSuccess;
     }
 
-    ProgressPrinter progress(context.err);
+    CliProgressPrinter progress(context.err, context.terminal.errorIsTerminal,
+                                context.terminal.errorColumns);
     PackageCancelFlag cancel;
     PackageJobResult result;
     {
         InterruptHandlers handlers(&cancel);
-        result = PackageJob::run(request, &progress, &cancel);
+        result = PackageJob::run(request, options._quiet ? nullptr : &progress, &cancel);
     }
-    return printResult(result, cancel, context);
+    progress.endLine();
+    return printResult(result, cancel, options._quiet, options._keepStaging, context);
 }
 
 }  // namespace
@@ -287,8 +324,37 @@ void registerPackageCommand(CLI::App& app, CliContext& context) {
                      "End a system command still running after SECONDS (0: never)")
         ->capture_default_str()
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber);
+        ->check(cliWholeNumber(86400, "seconds"));
+    command->add_flag("--live-commands", options->_liveCommands,
+                      "With a machine root, still run the system commands (process list, network, "
+                      "host name, ...): they describe this machine, not the copied disk");
+    command->add_flag("--keep-staging", options->_keepStaging,
+                      "Keep the staging folder (a copy of everything collected) after the "
+                      "archive was read back whole, and print its path");
+    command
+        ->add_option("--log-size", options->_logSize,
+                     "Keep only the last MB of each product log and console log (attachments "
+                     "and settings files stay whole; 0: whole logs)")
+        ->type_name("MB")
+        ->check(cliWholeNumber(1 << 20, "MB"));
+    command
+        ->add_option("--since", options->_since,
+                     "Console logs from TIME on, as journalctl --since reads it "
+                     "(\"2026-11-20 08:00\", \"yesterday\", \"-2h\")")
+        ->type_name("TIME");
+    command->add_flag("--force", options->_force,
+                      "Replace the file at -o even when it is not a ZIP archive");
+    command->add_flag("-q,--quiet", options->_quiet, "Print nothing but errors");
     command->add_flag("--dry-run", options->_dryRun,
                       "List what would be collected, with sizes and command lines; write nothing");
+    command->footer(
+        cliExitCodes({{"0", "The archive was made and read back whole"},
+                      {"1", "The job failed: no archive was made, an existing one is as it was"},
+                      {"2",
+                       "Refused before anything was collected (a bad e-mail address, attachment, "
+                       "comment file or output path)"},
+                      {"130, 143",
+                       "Interrupted by SIGINT or SIGTERM: nothing was written and the staging "
+                       "folder was removed"}}));
     command->callback([options, &context] { context.exitCode = runPackage(*options, context); });
 }

@@ -2,8 +2,8 @@
 // "discover" change one renderer as the view's "Specify" and "Discover" do, then write the
 // overrides file as its "Apply" does.
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
-#include <cstdio>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -11,6 +11,7 @@
 
 #include "CliCommands.h"
 #include "CliContext.h"
+#include "CliHelp.h"
 #include "ExternalRenderManager.h"
 #include "ExternalRenderer.h"
 #include "RenderStrings.h"
@@ -35,45 +36,19 @@ const char* statusOf(const ExternalRenderer& row) {
     return row.isValid() ? "Installed" : "Missing";
 }
 
-// A JSON string for any bytes: control characters escaped, and every byte that is not part of
-// well-formed UTF-8 replaced by U+FFFD, so that a strict parser accepts the listing.
-std::string jsonString(const std::string& text) {
-    std::string out = "\"";
-    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text.data());
-    for (size_t i = 0; i < text.size();) {
-        unsigned char c = bytes[i];
-        size_t length = render_utf8SequenceLength(bytes + i, text.size() - i);
-        if (length == 0) {
-            out += "\\ufffd";
-            length = 1;
-        } else if (c == '"' || c == '\\') {
-            out += '\\';
-            out += static_cast<char>(c);
-        } else if (c < 0x20) {
-            char escaped[8];
-            snprintf(escaped, sizeof escaped, "\\u%04x", c);
-            out += escaped;
-        } else {
-            out.append(text, i, length);
-        }
-        i += length;
-    }
-    return out + "\"";
-}
-
-// The one place that writes rows as JSON: an array of objects, one per row.
+// The one place that writes rows as JSON: an array of objects, one per row, written by the JSON
+// library. Names and paths are bytes; every byte that is not part of well-formed UTF-8 becomes
+// U+FFFD, so that a strict parser accepts the listing whatever a name holds.
 void writeJson(const std::vector<const ExternalRenderer*>& rows, std::ostream& out) {
-    out << "[";
-    const char* separator = "\n";
+    nlohmann::ordered_json array = nlohmann::ordered_json::array();
     for (const ExternalRenderer* row : rows) {
-        out << separator << "  {\"name\": " << jsonString(row->getName())
-            << ", \"mode\": " << jsonString(modeOf(*row))
-            << ", \"status\": " << jsonString(statusOf(*row))
-            << ", \"path\": " << jsonString(row->getPath())
-            << ", \"controlFile\": " << jsonString(row->getControlFile()) << "}";
-        separator = ",\n";
+        array.push_back({{"name", row->getName()},
+                         {"mode", modeOf(*row)},
+                         {"status", statusOf(*row)},
+                         {"path", row->getPath()},
+                         {"controlFile", row->getControlFile()}});
     }
-    out << (rows.empty() ? "]\n" : "\n]\n");
+    out << array.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
 }
 
 // One line per renderer, fields separated by tabs: name, mode, status, path, control file. Control
@@ -175,5 +150,9 @@ void registerRenderersCommand(CLI::App& app, CliContext& context) {
     options->_discover->fallthrough();
     options->_discover->add_option("NAME", options->_name, "The renderer's name")->required();
 
+    renderers->footer(
+        cliExitCodes({{"0", "Listed, or the change was saved to overrides.xml"},
+                      {"1", "No renderer of that name, or overrides.xml could not be written"},
+                      {"2", "Refused: a path too long to use, or a missing argument"}}));
     renderers->callback([options, &context] { runRenderers(*options, context); });
 }

@@ -11,6 +11,7 @@
 
 #include "CliCommands.h"
 #include "CliContext.h"
+#include "CliHelp.h"
 #include "CorvixCleaner.h"
 #include "CprSweep.h"
 #include "CprSweepObserver.h"
@@ -21,6 +22,7 @@ namespace {
 struct SweepOptions {
     std::string _folder;
     bool _recursive = false;
+    bool _dryRun = false;
 };
 
 // Paths are printed with control characters escaped: a file name cannot forge an output line.
@@ -95,13 +97,19 @@ void runSweep(const SweepOptions& options, CliContext& context) {
     CprSweepResult result;
     {
         StopOnSignals stop;
-        CprSweep::run(options._folder.c_str(), options._recursive, &printer, &result);
+        CprSweep::run(options._folder.c_str(), options._recursive, &printer, &result,
+                      options._dryRun ? kCleanerDryRun : kCleanerDeletes);
     }
     context.exitCode = result.complete() ? kCliSuccess : kCliFailure;
     if (!result.folderError.empty()) {
         return;
     }
-    context.out << result.removed << " file(s) removed during this session.\n";
+    if (options._dryRun) {
+        context.out << result.removed
+                    << " file(s) would be removed. Nothing was deleted: dry run.\n";
+    } else {
+        context.out << result.removed << " file(s) removed during this session.\n";
+    }
     context.err << result.shortfall();
 }
 
@@ -115,6 +123,15 @@ void registerSweepCommand(CLI::App& app, CliContext& context) {
         ".CorvixProProjectConfig.cpr) in FOLDER; each deletion is recorded in CorvixSupport.log");
     sweep->add_flag("-r,--recursive", options->_recursive,
                     "Also search every subfolder whose name does not begin with '.'");
+    sweep->add_flag("-n,--dry-run", options->_dryRun,
+                    "List every file that would be deleted, and their number; delete nothing "
+                    "and write no log");
     sweep->add_option("FOLDER", options->_folder, "The folder to search")->required();
+    sweep->footer(cliExitCodes(
+        {{"0", "Every file found was deleted (with --dry-run: listed)"},
+         {"1",
+          "A file could not be deleted, a folder could not be read, a path was too long, "
+          "or the sweep was stopped"},
+         {"2", "The command line was refused"}}));
     sweep->callback([options, &context] { runSweep(*options, context); });
 }

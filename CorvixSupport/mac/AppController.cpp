@@ -48,6 +48,9 @@ PackageRequest requestFrom(const CorvixSupportPrefsController* prefWindow,
         }
     }
     request._fileName = pathBytes(fileName);
+    // The window collects as it always has, machine root or not: it has no way to be asked for
+    // the commands, and its users work on their own machine.
+    request._liveCommands = true;
     return request;
 }
 
@@ -136,6 +139,8 @@ void AppController::makePackage(CorvixSupportPrefsController* prefWindow) {
     connect(worker, &PackageWorker::step, _progressPanel.get(), &PackageProgressPanel::showStep);
     connect(worker, &PackageWorker::saving, _progressPanel.get(),
             &PackageProgressPanel::showSaving);
+    connect(worker, &PackageWorker::progress, _progressPanel.get(),
+            &PackageProgressPanel::showPercent);
     connect(worker, &PackageWorker::alert, this,
             [this](const QString& title, const QString& message) {
                 _jobAlerts.append({title, message});

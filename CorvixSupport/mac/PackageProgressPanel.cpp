@@ -79,14 +79,26 @@ void PackageProgressPanel::showStep(int index, int total, const QString& label) 
     if (!_cancelButton->isEnabled()) {
         return;
     }
-    _infoLabel->setText(QString("Collecting %1 (%2 of %3)…").arg(label).arg(index).arg(total));
+    _shown = QString("Collecting %1 (%2 of %3)…").arg(label).arg(index).arg(total);
+    _shownFor.start();
+    _infoLabel->setText(_shown);
 }
 
 void PackageProgressPanel::showSaving(const QString& archivePath) {
     if (!_cancelButton->isEnabled()) {
         return;
     }
-    _infoLabel->setText(QString("Saving %1…").arg(QFileInfo(archivePath).fileName()));
+    _shown = QString("Saving %1…").arg(QFileInfo(archivePath).fileName());
+    _shownFor.start();
+    _infoLabel->setText(_shown);
+}
+
+void PackageProgressPanel::showPercent(int percent) {
+    // The plain text stays a moment before a figure is added, long enough to be read.
+    if (!_cancelButton->isEnabled() || _shown.isEmpty() || _shownFor.elapsed() < kPlainTextMs) {
+        return;
+    }
+    _infoLabel->setText(QString("%1 %2 %").arg(_shown).arg(percent));
 }
 
 void PackageProgressPanel::reject() {

@@ -9,6 +9,7 @@
 #define CORVIX_WINDOW_PACKAGEPROGRESSPANEL_H
 
 #include <QDialog>
+#include <QElapsedTimer>
 
 class QLabel;
 class QProgressBar;
@@ -39,6 +40,8 @@ class PackageProgressPanel : public QDialog {
     void showStep(int index, int total, const QString& label);
     // The job is saving the archive at archivePath.
     void showSaving(const QString& archivePath);
+    // The step or the saving shown has reached percent of its bytes; the bar stays as it is.
+    void showPercent(int percent);
 
   signals:
     // The user asked the job to stop; the button is disabled until the next runModal.
@@ -52,6 +55,9 @@ class PackageProgressPanel : public QDialog {
     void requestCancel();
 
     QLabel* _infoLabel;
+    QString _shown;           // the label's text without its figure
+    QElapsedTimer _shownFor;  // since _shown was set
+    static const int kPlainTextMs = 500;
     QProgressBar* _progressBar;
     QPushButton* _cancelButton;
 };

@@ -21,6 +21,17 @@ class PackageWorker::Observer : public PackageJobObserver {
             emit worker->saving(path);
         });
     }
+    // The archive's figure only: a copy is over in moments, and its row's label says enough.
+    void packageBytes(const std::string& what, uint64_t done, uint64_t total) override {
+        if (what != "archive") {
+            return;
+        }
+        const int percent = total ? static_cast<int>(done * 100 / total) : 100;
+        if (percent != _percent) {
+            _percent = percent;
+            post([worker = _worker, percent] { emit worker->progress(percent); });
+        }
+    }
     void packageAlert(const std::string& title, const std::string& message) override {
         post([worker = _worker, title = QString::fromStdString(title),
               message = QString::fromStdString(message)] { emit worker->alert(title, message); });
@@ -30,6 +41,7 @@ class PackageWorker::Observer : public PackageJobObserver {
     void post(std::function<void()> report) { _worker->post(std::move(report)); }
 
     PackageWorker* _worker;
+    int _percent = -1;  // the last figure sent, so that the queue is not flooded
 };
 
 PackageWorker::PackageWorker(PackageRequest request, QObject* parent)

@@ -52,6 +52,8 @@ class PackageWorker : public QObject {
     void step(int index, int total, const QString& label);
     // The job writes the manifest and saves the archive at archivePath.
     void saving(const QString& archivePath);
+    // The archive has reached percent of its bytes (sent when the figure changes).
+    void progress(int percent);
     // One of the job's own alerts (title and message as the job words them).
     void alert(const QString& title, const QString& message);
     // The job has ended and its thread is done: result() holds what happened.

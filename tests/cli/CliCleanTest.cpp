@@ -2,6 +2,8 @@
 // its exit codes), and the whole command on linked and deeply nested product folders.
 #include <unistd.h>
 
+#include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,6 +27,22 @@ class CleanCommandTest : public CliTest {
               bool interactive = false) {
         return cli("clean", arguments, input, interactive);
     }
+    // Every path below the sandbox, one per line.
+    std::string everything() {
+        std::string listing;
+        runCommand("find '" + tmp() + "' -mindepth 1 ! -name stderr.txt | sort", &listing);
+        return listing;
+    }
+    // path without doubled slashes or a trailing one, as find lists it.
+    static std::string normalised(std::string path) {
+        for (size_t at; (at = path.find("//")) != std::string::npos;) {
+            path.erase(at, 1);
+        }
+        if (path.size() > 1 && path.back() == '/') {
+            path.pop_back();
+        }
+        return path;
+    }
     // Every name, type, size, time and link outside the product folders, and every file's bytes.
     std::string outsideProductFolders() {
         std::string listing;
@@ -36,27 +54,38 @@ class CleanCommandTest : public CliTest {
     }
 };
 
-TEST_F(CleanCommandTest, RefusesWithoutTasksOrConfirmation) {
+// The question goes to the terminal and is answered there; with no terminal to ask on, or any
+// answer but yes, nothing is deleted and the exit code is 2.
+TEST_F(CleanCommandTest, AsksOnTheTerminalAndRefusesWithoutAYes) {
     makeState();
     EXPECT_EQ(2, clean({"--yes"}));
     EXPECT_EQ(0u, _err.find("No maintenance tasks have been selected.\nPlease check off some "
                             "maintenance tasks to perform and try again.\nChoose at least one "));
 
-    EXPECT_EQ(2, clean({"--all"}));
-    EXPECT_NE(std::string::npos, _err.find("--yes"));
-
-    EXPECT_EQ(2, clean({"--logs", "--cache"}, "n\n", true));
-    EXPECT_NE(std::string::npos, _out.find("Are you sure you want to reset your settings [y/N] "));
+    EXPECT_EQ(2, binary({"clean", "--all"}));
+    EXPECT_EQ("", _out);
+    EXPECT_NE(std::string::npos, _err.find("There is no terminal to ask on: nothing was deleted."));
+    std::string screen;
+    EXPECT_EQ(2, runOnTerminal({"clean", "--logs", "--cache"}, "n\n", &screen));
+    EXPECT_NE(std::string::npos,
+              screen.find("Are you sure you want to reset your settings [y/N] "));
     EXPECT_EQ(2, clean({"--logs"}, "", true));  // end of input is no "yes"
     EXPECT_TRUE(exists(product("CorvixPro", "RenderQueue/RQ.txt")) &&
                 exists(product("CorvixPro", "Cache/frame")) && exists(userFolder() + "corvix.log"));
+
+    // The question shows whatever standard output is redirected to, and a yes is taken.
+    EXPECT_EQ(0, runOnTerminal({"clean", "--logs", "--cache"}, "yes\n", &screen));
+    EXPECT_NE(std::string::npos, screen.find("[y/N] Log files: 1 deleted.\n"));
+    EXPECT_FALSE(exists(userFolder() + "corvix.log"));
 }
 
 TEST_F(CleanCommandTest, ReportsWhatWentAndWhatAnErrorLeftUndone) {
     makeState();
     EXPECT_EQ(0, clean({"--logs", "--cache"}, " Yes\n", true));
-    EXPECT_NE(std::string::npos, _out.find("[y/N] Log files: 1 deleted.\nFrame cache files: 1 "
-                                           "deleted.\nFrame cache registries: 0 deleted.\n"));
+    EXPECT_EQ(
+        "Log files: 1 deleted.\nFrame cache files: 1 deleted.\nFrame cache registries: 0 "
+        "deleted.\n",
+        _out);
 
     writeFile(product("CorvixPro", "RenderQueue/RQ.txt"), "q");
     runCommand("rm -rf '" + userFolder() + "'");
@@ -67,6 +96,46 @@ TEST_F(CleanCommandTest, ReportsWhatWentAndWhatAnErrorLeftUndone) {
                   "files, User configuration files, Frame cache files, Frame cache registries.\n",
               _err);
     EXPECT_EQ("Render queue files: 1 deleted.\n", _out);
+}
+
+// The dry run lists exactly what the real run then deletes (files, the folders emptied, not a
+// folder holding a hidden one), deletes nothing, and adds up the bytes.
+TEST_F(CleanCommandTest, DryRunListsExactlyWhatARealRunDeletes) {
+    makeState();
+    writeFile(product("CorvixPro2", "RenderQueue/job/RQ.txt"), "12345");
+    writeFile(product("CorvixPro2", "Cache/a/.keep/frame"), "f");
+    writeFile(product("CorvixPro2", "Cache/b/frame"), "ff");
+    writeFile(product("CorvixPro2", "Config.txt"), "c");
+    writeFile(product("CorvixPro", "FrameCache.cpr"), "r");
+    writeFile(userFolder() + "CorvixPro2.cfg", "x");
+    writeFile(userFolder() + "other.log", "kept");
+    const std::string before = everything();
+
+    ASSERT_EQ(0, binary({"clean", "--all", "--dry-run"})) << _err;
+    EXPECT_EQ(before, everything());
+    std::set<std::string> listed;
+    std::istringstream lines(_out);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("  /", 0) == 0) {
+            listed.insert(normalised(line.substr(2)));
+        }
+    }
+    EXPECT_NE(std::string::npos,
+              _out.find("Frame cache files:\n  " + product("CorvixPro2", "Cache/b/frame") + "\n"));
+    EXPECT_NE(std::string::npos, _out.find("\n13 path(s) would be deleted, 13 bytes of files. "
+                                           "Nothing was deleted: dry run.\n"))
+        << _out;
+
+    ASSERT_EQ(0, clean({"--all", "--yes"}));
+    std::set<std::string> deleted;
+    const std::string after = everything();
+    std::istringstream was(before);
+    for (std::string path; std::getline(was, path);) {
+        if (after.find(path + "\n") == std::string::npos) {
+            deleted.insert(path);
+        }
+    }
+    EXPECT_EQ(deleted, listed);
 }
 
 // Counted apart from what went, the first named; a folder that a hidden entry keeps is no failure.

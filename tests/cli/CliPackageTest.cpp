@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <ctime>
 #include <set>
@@ -107,13 +108,17 @@ TEST_F(PackageCommandTest, FullPackageHoldsEveryCategoryAndTheAttachments) {
     writeFile(tmp("files/a/crash.log"), "crash a\n");
     writeFile(tmp("files/b/crash.log"), "crash b\n");
     writeFile(tmp("files/crash.log"), "crash here\n");
-    writeFile(tmp("files/notes.txt"), std::string(5000, '\x01'));
+    // Two MiB each: --log-size 1 cuts the product log and leaves attachments and settings whole.
+    const std::string big = std::string(1 << 20, '\x01') + std::string(1 << 20, 'z');
+    writeFile(tmp("files/notes.txt"), big);
+    writeFile(root() + kV2 + "/Config.txt", big);
+    writeFile(home() + "/.config/Orvanta/Corvix/CorvixPro2.log", big);
     const std::string archive = tmp("out/support.zip");
     makeDirs(tmp("out"));
 
     ASSERT_EQ(package("-o " + quoted(archive) + " --name 'Ann Lee' --email ann@studio-x.de" +
                           " --attach a/crash.log --attach b/crash.log --attach crash.log" +
-                          " --attach notes.txt",
+                          " --attach notes.txt --live-commands --log-size 1",
                       "cd " + quoted(tmp("files")) + " &&"),
               0)
         << _err;
@@ -137,7 +142,12 @@ TEST_F(PackageCommandTest, FullPackageHoldsEveryCategoryAndTheAttachments) {
     EXPECT_EQ(member(archive, "user/crash.log") + member(archive, "user/crash (2).log") +
                   member(archive, "user/crash (3).log"),
               "crash a\ncrash b\ncrash here\n");
-    EXPECT_EQ(member(archive, "user/notes.txt"), std::string(5000, '\x01'));
+    EXPECT_TRUE(member(archive, "user/notes.txt") == big &&
+                member(archive, "application/V2/Config.txt") == big);
+    EXPECT_TRUE(
+        member(archive, "application/CorvixPro2.log") ==
+        "[cut: the first 1048576 of 2097152 bytes were left out; the last 1048576 follow]\n" +
+            std::string(1 << 20, 'z'));
     std::string check;
     EXPECT_EQ(runCommand("zipinfo -v " + quoted(archive) + " 2>&1", &check), 0);
     EXPECT_EQ(check.find("There are an extra"), std::string::npos) << check;
@@ -184,7 +194,8 @@ TEST_F(PackageCommandTest, AHangingCommandIsEndedWhileTheOthersRunAndKeepTheirOu
                           " /usr/bin/lscpu && mount --bind " + tmp("sysctl.sh") +
                           " /sbin/sysctl && exec \"$0\" \"$@\"'";
     time_t start = time(nullptr);
-    ASSERT_EQ(package("-o " + quoted(archive) + " --command-timeout 2", wrapper), 0) << _err;
+    ASSERT_EQ(package("-o " + quoted(archive) + " --command-timeout 2 --live-commands", wrapper), 0)
+        << _err;
     EXPECT_LT(time(nullptr) - start, 10);
     EXPECT_EQ(member(archive, "system/hardwareInfo.txt"), "partial\nafter-hostname\n");
     EXPECT_EQ(member(archive, "system/hostname.txt") + member(archive, "system/shm.txt"),
@@ -215,7 +226,8 @@ TEST_F(PackageCommandTest, EveryCommentComesBackWholeInTheDesktopArchive) {
     const std::string archive = home() + "/Desktop/CorvixSupport.zip";
     for (const std::string& comment : comments) {
         writeFile(tmp("comment.txt"), comment);
-        ASSERT_EQ(package("--comment-file " + quoted(tmp("comment.txt"))), 0) << _err;
+        ASSERT_EQ(package("--live-commands --comment-file " + quoted(tmp("comment.txt"))), 0)
+            << _err;
         runCommand("unzip -p " + quoted(archive) + " package.xml > " + quoted(tmp("package.xml")));
         std::string decoded;
         runCommand("python3 " + quoted(tmp("decode.py")) + " " + quoted(tmp("package.xml")),
@@ -251,10 +263,10 @@ TEST_F(PackageCommandTest, AFullOrReadOnlyDiskKeepsTheOldArchive) {
         "cd \"$(dirname \"$0\")\" && head -c 2M /dev/urandom > noise.bin && mkdir mnt\n"
         "for c in full full-old readonly-old; do\n"
         "  mount -t tmpfs -o size=1m tmpfs mnt || exit 1\n"
-        "  case $c in *old) printf old > mnt/CorvixSupport.zip;; esac\n"
+        "  case $c in *old) printf 'PK\\003\\004old' > mnt/CorvixSupport.zip;; esac\n"
         "  case $c in readonly*) mount -o remount,ro mnt;; esac\n"
         "  $BINARY package -o \"$PWD/mnt/CorvixSupport.zip\" --attach noise.bin >out.$c 2>err.$c\n"
-        "  echo $c $? $(ls -A mnt) $(cat mnt/* 2>/dev/null) $(wc -c < out.$c); umount mnt\n"
+        "  echo $c $? $(ls -A mnt) $(tail -c3 mnt/* 2>/dev/null) $(wc -c < out.$c); umount mnt\n"
         "done\n");
     std::string summary;
     ASSERT_EQ(runCommand("BINARY=" CORVIX_SUPPORT_BINARY " unshare -m --propagation private sh " +
@@ -285,13 +297,13 @@ TEST_F(PackageCommandTest, InterruptsLeaveTheOldArchiveAndNothingBehind) {
         "set -m; cd \"$(dirname \"$0\")\" && head -c 1M /dev/urandom > block || exit 1\n"
         "for i in $(seq 0 10 690); do\n"
         "  dd if=block of=big.bin bs=1M seek=$i conv=notrunc status=none\n"
-        "done; truncate -s 700M big.bin; mkdir out; printf old > out/INT.zip\n"
-        "printf old > out/TERM.zip\n"
+        "done; truncate -s 700M big.bin; mkdir out; printf 'PK\\003\\004old' > out/INT.zip\n"
+        "printf 'PK\\003\\004old' > out/TERM.zip\n"
         "for s in INT TERM; do\n"
         "  $BINARY package -o \"$PWD/out/$s.zip\" --attach big.bin >/dev/null 2>err.$s &\n"
         "  pid=$!; for i in $(seq 1000); do grep -q 'saving ' err.$s && break; sleep 0.02; done\n"
         "  sleep 0.3; kill -$s $pid; start=$(date +%s%N); wait $pid; code=$?\n"
-        "  echo $s $code $(( $(date +%s%N) - start < 3000000000 )) $(cat out/$s.zip)\n"
+        "  echo $s $code $(( $(date +%s%N) - start < 3000000000 )) $(tail -c3 out/$s.zip)\n"
         "done; ls -A out\n");
     std::string summary;
     runCommand(
@@ -370,6 +382,74 @@ TEST_F(PackageCommandTest, OddFilesAndStrayPathsAreRefusedOrSkipped) {
         << _out;
 }
 
+// A copied disk (a machine root) gets none of this machine's command output unless asked; asked,
+// each command's standard error goes into its file after its output, never to the terminal.
+TEST_F(PackageCommandTest, UnderAMachineRootTheCommandsRunOnlyWhenAsked) {
+    const std::string archive = tmp("disk.zip");
+    ASSERT_EQ(package("-o " + quoted(archive)), 0) << _err;
+    std::set<std::string> names = entries(archive);
+    EXPECT_EQ(std::count_if(names.begin(), names.end(),
+                            [](const std::string& n) { return n.rfind("system/", 0) == 0; }),
+              1);
+    EXPECT_EQ(member(archive, "package.xml").find("processList"), std::string::npos);
+    EXPECT_NE(_err.find("[ 4/21] process list  skipped: it describes this machine, not the "
+                        "machine root\n"),
+              std::string::npos)
+        << _err;
+    ASSERT_EQ(package("--dry-run -o " + quoted(archive)), 0);
+    size_t skipped = 0;
+    for (size_t at = 0;
+         (at = _out.find("  skipped: it describes this machine", at + 1)) != std::string::npos;) {
+        ++skipped;
+    }
+    EXPECT_EQ(skipped, 9u) << _out;
+
+    std::string screen;
+    ASSERT_EQ(
+        corvix_test::runOnTerminal(
+            {"package", "-o", archive, "--live-commands", "--since", "not-a-time"}, "", &screen),
+        0)
+        << screen;
+    EXPECT_EQ(screen.find("not-a-time"), std::string::npos) << screen;
+    EXPECT_NE(member(archive, "system/console.log").find("not-a-time"), std::string::npos);
+    EXPECT_NE(member(archive, "system/processList.txt"), "");
+    names = entries(archive);
+    EXPECT_EQ(names.count("system/userInfo.txt") + names.count("system/ifconfig.txt"), 2u);
+}
+
+// Zipping a 300 MB attachment: one line rewritten in place on a terminal, and no carriage return
+// in a file. The staging folder is made under TMPDIR and goes once the archive is whole, unless
+// it is kept, which names it.
+TEST_F(PackageCommandTest, LargeArchivesShowProgressAndLeaveNoStagingBehind) {
+    const std::string big = tmp("big.bin");
+    writeFile(big, "");
+    ASSERT_EQ(truncate(big.c_str(), 300 << 20), 0);  // sparse: quick to make, stage and zip
+    makeDirs(tmp("fresh"));
+    corvix_test::ScopedEnv env;
+    env.set("TMPDIR", tmp("fresh"));
+    std::string screen;
+    ASSERT_EQ(
+        corvix_test::runOnTerminal({"package", "-o", tmp("a.zip"), "--attach", big}, "", &screen),
+        0)
+        << screen;
+    std::vector<std::string> updates;
+    for (size_t at = 0; (at = screen.find("\rzipping: ", at + 1)) != std::string::npos;) {
+        updates.push_back(screen.substr(at + 1, screen.find('\033', at) - at - 1));
+    }
+    ASSERT_GE(updates.size(), 3u) << screen;
+    EXPECT_NE(screen.find("\rcopying big.bin: 100 %  300.0 of 300.0 MiB"), std::string::npos);
+    EXPECT_EQ(updates.back().rfind("zipping: 100 %  300.0 of 300.0 MiB", 0), 0u) << updates.back();
+    EXPECT_EQ(runCommand("ls -A " + quoted(tmp("fresh")), &screen), 0);
+    EXPECT_EQ(screen, "");
+
+    ASSERT_EQ(
+        package("-o " + quoted(tmp("b.zip")) + " --attach " + quoted(big) + " --keep-staging"), 0);
+    EXPECT_EQ(_err.find('\r'), std::string::npos);
+    const std::string mark = "staging folder: " + tmp("fresh") + "/osp_";
+    ASSERT_NE(_out.find(mark), std::string::npos) << _out;
+    EXPECT_TRUE(exists(*_staging.begin() + "/user/big.bin"));
+}
+
 // In-process: what the verb refuses before anything is collected (exit 2), and its dry run.
 class PackageRefusalTest : public corvix_test::CliTest {
   protected:
@@ -385,19 +465,27 @@ TEST_F(PackageRefusalTest, BadInputIsRefusedWithItsReasonAndNothingIsCreated) {
         {"-o", ""},
         {"--comment-file", tmp("gone.txt")},
         {"--comment", "a", "--comment-file", tmp("ok.txt")},
-        {"--command-timeout", "-1"},
+        {"--command-timeout", "0x10"},
+        {"-o", tmp("ok.txt")},  // not an archive: someone's file
     };
     for (const std::vector<std::string>& arguments : refused) {
         EXPECT_EQ(run(arguments), 2) << arguments[0] << " " << arguments[1];
     }
+    EXPECT_NE(_err.find("\"" + tmp("ok.txt") + "\" exists and is not a ZIP archive; pass --force"),
+              std::string::npos);
+    EXPECT_EQ(run({"--command-timeout", "1e3"}), 2);
+    EXPECT_NE(_err.find("--command-timeout: \"1e3\" is not a whole number of seconds"),
+              std::string::npos);
     EXPECT_NE(_err.find("Run 'corvix-support --help'"), std::string::npos);
     EXPECT_FALSE(exists(home() + "/Desktop"));
+    EXPECT_EQ(run({"--dry-run", "--force", "-o", tmp("ok.txt")}), 0);
+    EXPECT_EQ(readFile(tmp("ok.txt")), "x");
 }
 
 TEST_F(PackageRefusalTest, DryRunListsFilesAndCommandsAndWritesNothing) {
     writeFile(root() + kV2 + "/Config.txt", "12345");
     writeFile(tmp("a.txt"), "abc");
-    ASSERT_EQ(run({"--dry-run", "--attach", tmp("a.txt")}), 0) << _err;
+    ASSERT_EQ(run({"--dry-run", "--live-commands", "--attach", tmp("a.txt")}), 0) << _err;
     EXPECT_NE(
         _out.find("[18/21] version 2 settings\n        " + root() + kV2 + "/Config.txt  5 bytes\n"),
         std::string::npos)

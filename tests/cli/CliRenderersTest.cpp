@@ -61,17 +61,20 @@ TEST_F(RenderersCommandTest, ListsRowsAsTextAndStrictJson) {
     EXPECT_EQ(0, renderers({"list"}));
     EXPECT_EQ(row("Discover", "Installed", _program), _out);
 
-    // Names that are not UTF-8 or hold control characters stay one row, and valid JSON.
-    controlFile("c4d.xml", "Say &quot;hi&quot; a\\b\tcaf\xe9&#10;\xc3\xa9", "/nowhere/x");
+    // Names that are not UTF-8 (0xE9, 0xFF) or hold control characters stay one row, and valid
+    // JSON: the library escapes the controls and replaces each stray byte with U+FFFD.
+    controlFile("c4d.xml", "Say &quot;hi&quot; a\\b\tcaf\xe9\xff&#10;\xc3\xa9", "/nowhere/x");
     EXPECT_EQ(0, renderers({}));
     EXPECT_EQ(
-        "Say \"hi\" a\\b\\tcaf\xe9\\n\xc3\xa9\tDiscover\tMissing\t\t" + _folder + "/c4d.xml\n",
+        "Say \"hi\" a\\b\\tcaf\xe9\xff\\n\xc3\xa9\tDiscover\tMissing\t\t" + _folder + "/c4d.xml\n",
         _out);
-    EXPECT_EQ(0, renderers({"list", "--json"}));
+    EXPECT_EQ(0, binary({"list", "--json"}));
     EXPECT_EQ(
-        "[\n  {\"name\": \"Say \\\"hi\\\" a\\\\b\\u0009caf\\ufffd\\u000a\xc3\xa9\", "
-        "\"mode\": \"Discover\", \"status\": \"Missing\", \"path\": \"\", \"controlFile\": \"" +
-            _folder + "/c4d.xml\"}\n]\n",
+        "[\n  {\n    \"name\": \"Say \\\"hi\\\" "
+        "a\\\\b\\tcaf\xef\xbf\xbd\xef\xbf\xbd\\n\xc3\xa9\",\n"
+        "    \"mode\": \"Discover\",\n    \"status\": \"Missing\",\n    \"path\": \"\",\n"
+        "    \"controlFile\": \"" +
+            _folder + "/c4d.xml\"\n  }\n]\n",
         _out);
     writeFile(tmp("rows.json"), _out);
     EXPECT_EQ(0, runCommand("python3 -c 'import json,sys; json.load(open(sys.argv[1], "

@@ -6,6 +6,9 @@
 #include <unistd.h>
 
 #include <cctype>
+#include <cstring>
+#include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -54,6 +57,39 @@ TEST_F(SweepCommandTest, PrintsRemovedPathsEscapedAndTheCount) {
     EXPECT_EQ(p + "/a\\nb/" + caseVariant(5) + "\n1 file(s) removed during this session.\n", _out);
     EXPECT_EQ("", _err);
     EXPECT_EQ(2, sweep({}));
+}
+
+// The dry run lists exactly the files a real run then deletes, writes no sweep log, and exits 0.
+TEST_F(SweepCommandTest, DryRunListsExactlyWhatARealRunDeletes) {
+    std::string p = tmp("projects");
+    for (const char* file : {"a/", "a/b/", "a/b/c/", ".hidden/", ""}) {
+        writeFile(p + "/" + file + caseVariant(static_cast<int>(strlen(file))), "x");
+    }
+    writeFile(p + "/a/" + kTarget.substr(1), "no leading dot");
+    ASSERT_EQ(0, binary({"sweep", "--dry-run", "-r", p}));
+    EXPECT_FALSE(exists(sweepLog()));
+    std::set<std::string> listed;
+    std::istringstream lines(_out);
+    for (std::string line; std::getline(lines, line);) {
+        if (line[0] == '/') {
+            listed.insert(line);
+        }
+    }
+    EXPECT_EQ(4u, listed.size());
+    EXPECT_NE(std::string::npos,
+              _out.find("\n4 file(s) would be removed. Nothing was deleted: dry run.\n"));
+    for (const std::string& path : listed) {
+        EXPECT_TRUE(exists(path)) << path;
+    }
+
+    ASSERT_EQ(0, sweep({"-r", p}));
+    std::set<std::string> removed;
+    for (const std::string& line : corvix_test::readLines(sweepLog())) {
+        if (line.rfind("REMOVED - ", 0) == 0) {
+            removed.insert(line.substr(10, line.size() - 11));
+        }
+    }
+    EXPECT_EQ(listed, removed);
 }
 
 // Whatever the sweep could not do makes it fail, with a count on the error stream.

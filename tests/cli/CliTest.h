@@ -1,11 +1,17 @@
-// Runs corvix-support in-process, inside the sandbox, with captured streams; or starts the real
-// binary (CORVIX_SUPPORT_BINARY) for what only a process shows: signals, concurrent runs.
+// Runs corvix-support inside the sandbox: in-process with captured streams; or the real binary
+// (CORVIX_SUPPORT_BINARY) for what only a process shows (signals, concurrent runs, a terminal),
+// with its streams in files or on a pseudo-terminal as a person at a terminal would see it.
 #ifndef CORVIX_TESTS_CLI_CLITEST_H
 #define CORVIX_TESTS_CLI_CLITEST_H
 
 #include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include <sstream>
 #include <string>
@@ -15,6 +21,62 @@
 #include "TestEnvironment.h"
 
 namespace corvix_test {
+
+inline std::string shellQuoted(const std::string& s) {
+    std::string out = "'";
+    for (char c : s) {
+        out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return out + "'";
+}
+
+// Runs the binary with arguments on a new pseudo-terminal, columns wide, that is its standard
+// input, output and error; input is typed into it first. Returns the exit status (-1 when it did
+// not exit) and everything the terminal showed, byte for byte (no "\r" is added to line ends).
+inline int runOnTerminal(const std::vector<std::string>& arguments, const std::string& input,
+                         std::string* screen, unsigned short columns = 80) {
+    struct termios modes;
+    cfmakeraw(&modes);
+    modes.c_lflag |= ICANON | ISIG;  // lines are read whole, and Ctrl-C is a signal
+    struct winsize size = {24, columns, 0, 0};
+    int terminal = -1;
+    pid_t child = forkpty(&terminal, nullptr, &modes, &size);
+    if (child == 0) {
+        std::vector<char*> argv{const_cast<char*>(CORVIX_SUPPORT_BINARY)};
+        for (const std::string& a : arguments) {
+            argv.push_back(const_cast<char*>(a.c_str()));
+        }
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    if (child < 0) {
+        return -1;
+    }
+    if (!input.empty() && write(terminal, input.data(), input.size()) < 0) {
+        ADD_FAILURE() << "cannot type into the terminal";
+    }
+    screen->clear();
+    char buffer[4096];
+    // The end of the output shows as EIO once the child has closed the terminal. A child that
+    // shows nothing for a minute is stuck: it is ended, and the test fails with what it showed.
+    for (struct pollfd ready = {terminal, POLLIN, 0};;) {
+        if (poll(&ready, 1, 60000) <= 0) {
+            ADD_FAILURE() << "the terminal showed nothing for a minute after: " << *screen;
+            kill(child, SIGKILL);
+            break;
+        }
+        ssize_t n = read(terminal, buffer, sizeof buffer);
+        if (n <= 0) {
+            break;
+        }
+        screen->append(buffer, static_cast<size_t>(n));
+    }
+    close(terminal);
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
 
 class CliTest : public SandboxTest {
   protected:
@@ -29,11 +91,25 @@ class CliTest : public SandboxTest {
         }
         std::ostringstream out, err;
         std::istringstream in(input);
+        CliTerminal terminal;
+        terminal.interactive = interactive;
         int code =
-            corvixCliMain(static_cast<int>(argv.size()), argv.data(), out, err, in, interactive);
+            corvixCliMain(static_cast<int>(argv.size()), argv.data(), out, err, in, terminal);
         _out = out.str();
         _err = err.str();
         return code;
+    }
+
+    // The real binary with arguments, standard input from /dev/null (no terminal), standard
+    // output and error into _out and _err.
+    int binary(const std::vector<std::string>& arguments) {
+        std::string command = CORVIX_SUPPORT_BINARY;
+        for (const std::string& a : arguments) {
+            command += " " + shellQuoted(a);
+        }
+        int status = runCommand(command + " </dev/null 2>" + shellQuoted(tmp("stderr.txt")), &_out);
+        _err = readFile(tmp("stderr.txt"));
+        return status;
     }
 
     // Starts the binary with arguments in this environment, standard output and error into

@@ -29,7 +29,7 @@ struct Command {
 std::vector<Command> liveCommands() {
     std::ostringstream unused;
     std::istringstream noInput;
-    CliContext context{unused, unused, noInput, false};
+    CliContext context{unused, unused, noInput, CliTerminal()};
     CLI::App app;
     buildCorvixCliApp(app, context);
     std::vector<Command> commands;

@@ -28,6 +28,7 @@ class PackageJobTest : public corvix_test::SandboxTest {};
 TEST_F(PackageJobTest, MissingArchiveNameIsReportedAndNothingIsCalledCreated) {
     PackageRequest request;
     request._commandTimeout = 30;
+    request._liveCommands = true;
     RecordingObserver observer;
     PackageJobResult result = PackageJob::run(request, &observer);
 

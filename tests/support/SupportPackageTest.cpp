@@ -234,16 +234,17 @@ TEST_F(SupportPackageTest, KillDirectoryStaysInsideTheTreeAndKeepsHiddenFolders)
     EXPECT_EQ(SupportPackage::killDirectory(""), 0);
 }
 
-TEST_F(SupportPackageTest, CapturesStandardOutputWithEmptyEnvironmentOneAtATime) {
+// Standard error follows standard output in the same file, whatever order they came in.
+TEST_F(SupportPackageTest, CapturesBothOutputsWithEmptyEnvironmentOneAtATime) {
     ScopedEnv env;
     env.set("CORVIX_MARK", "visible");
     _package->addOutputToSys("echo one; echo \"[$CORVIX_MARK]\"", "x.txt", false);
     _package->addOutputToSys("/usr/bin/printf 'two'", "x.txt", true);
-    _package->addOutputToSys("echo only-error >&2", "err.txt", false);
+    _package->addOutputToSys("echo first-error >&2; echo out", "err.txt", false);
     _package->addOutputToSys("/usr/bin/head -c 3000 /dev/zero | /usr/bin/tr '\\0' y", "long.txt",
                              false);
     EXPECT_EQ(readFile(_stage + "/system/x.txt"), "one\n[]\ntwo");
-    EXPECT_EQ(readFile(_stage + "/system/err.txt"), "");
+    EXPECT_EQ(readFile(_stage + "/system/err.txt"), "out\nfirst-error\n");
     EXPECT_EQ(readFile(_stage + "/system/long.txt"), std::string(3000, 'y'));
     EXPECT_EQ(_package->systemEntries(),
               (Entries{"system/x.txt", "system/err.txt", "system/long.txt"}));
