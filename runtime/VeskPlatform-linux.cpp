@@ -176,6 +176,35 @@ bool vesk_userFullName(std::string* out) {
     return true;
 }
 
+bool vesk_loginName(std::string* out) {
+    for (const char* variable : {"LOGNAME", "USER"}) {
+        std::string name = envValue(variable);
+        if (!name.empty()) {
+            *out = name;
+            return true;
+        }
+    }
+    struct passwd pwd;
+    struct passwd* result = nullptr;
+    char buffer[4096];
+    if (getpwuid_r(getuid(), &pwd, buffer, sizeof buffer, &result) != 0 || !result ||
+        !result->pw_name || !result->pw_name[0]) {
+        return false;
+    }
+    *out = result->pw_name;
+    return true;
+}
+
+bool vesk_hostName(std::string* out) {
+    char name[256];
+    if (gethostname(name, sizeof name) != 0) {
+        return false;
+    }
+    name[sizeof name - 1] = '\0';
+    *out = name;
+    return name[0] != '\0';
+}
+
 bool vesk_preferencesFolder(std::string* out, bool create) {
     std::string folder = envValue("XDG_CONFIG_HOME");
     if (folder.empty() || folder[0] != '/') {

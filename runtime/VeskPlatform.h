@@ -43,6 +43,13 @@ bool vesk_homeFolder(std::string* out);
 // login name.
 bool vesk_userFullName(std::string* out);
 
+// The user's login name: $LOGNAME, else $USER, else the password database's entry for the real
+// user id.
+bool vesk_loginName(std::string* out);
+
+// This machine's host name as the kernel knows it.
+bool vesk_hostName(std::string* out);
+
 // The user's Preferences folder: $XDG_CONFIG_HOME when set and absolute (a relative one is
 // ignored), else $HOME/.config. With create, the folder is made when missing (mode 0777 less the
 // umask); false when neither variable gives a path or the folder cannot be made. Callers apply

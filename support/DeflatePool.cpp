@@ -87,6 +87,10 @@ ssize_t deflateInto(z_stream* stream, const unsigned char* input, size_t length,
     }
 }
 
+std::string becameShorter(const std::string& path) {
+    return path + " became shorter while it was archived";
+}
+
 // Grows buffer to hold at least size bytes.
 unsigned char* room(std::vector<unsigned char>* buffer, size_t size) {
     if (buffer->size() < size) {
@@ -101,6 +105,7 @@ struct DeflatePool::Piece {
     std::vector<unsigned char> _bytes;
     unsigned long _crc = 0;
     uint64_t _length = 0;
+    uint64_t _charge = 0;  // what it counts against the limit of bytes in flight
     bool _done = false;
     bool _last = false;
     bool _text = false;
@@ -140,7 +145,7 @@ struct DeflatePool::Worker {
 
 DeflatePool::DeflatePool(int threads, const PackageCancelFlag* cancel)
     : _threads(std::min(std::max(threads, 1), kMaxThreads)),
-      _maxInFlight(std::min(kMaxPiecesInFlight, 4 * static_cast<size_t>(_threads))),
+      _maxInFlight(std::min<uint64_t>(kMaxBytesInFlight, (8ULL << 20) * _threads)),
       _cancel(cancel) {}
 
 DeflatePool::~DeflatePool() {
@@ -200,9 +205,10 @@ void DeflatePool::failLocked(const std::string& why) {
 }
 
 // Under the lock: the next piece to compress, oldest file first. A file below the threshold takes
-// its steps one after the other; a split file's blocks go to any thread. Only maxPiecesInFlight()
-// pieces may be in flight, except the very piece the writer waits for, so that a pool filled with
-// later files' output never stalls the oldest file.
+// its steps one after the other; a split file's blocks go to any thread. Only maxBytesInFlight()
+// bytes of input may be in flight (each piece counted with kPieceOverhead more, for its output and
+// bookkeeping), except for the very piece the writer waits for, so that a pool filled with later
+// files' output never stalls the oldest file.
 bool DeflatePool::takeTask(Task* task) {
     if (!_error.empty() || _stopping) {
         return false;
@@ -213,15 +219,21 @@ bool DeflatePool::takeTask(Task* task) {
         if (!startable) {
             continue;
         }
+        // A step of a whole file is charged what its size says is left of it.
+        uint64_t start = file->_started * kBlockSize;
+        uint64_t charge =
+            kPieceOverhead +
+            (file->_size > start ? std::min<uint64_t>(kBlockSize, file->_size - start) : 0);
         bool awaited = file == _files.front() && file->_pieces.empty();
-        if (_inFlight >= _maxInFlight && !awaited) {
+        if (_inFlight + charge > _maxInFlight && !awaited) {
             return false;
         }
         task->_file = file.get();
         task->_index = file->_started++;
         file->_busy = !file->_split;
         file->_pieces.emplace_back();
-        ++_inFlight;
+        file->_pieces.back()._charge = charge;
+        _inFlight += charge;
         return true;
     }
     return false;
@@ -241,7 +253,9 @@ void DeflatePool::runTask(const Task& task, Worker* worker) {
     file._busy = false;
     file._ended = !file._split && piece._last;
     piece._done = true;
-    file._pieces[task._index - (file._started - file._pieces.size())] = std::move(piece);
+    Piece& slot = file._pieces[task._index - (file._started - file._pieces.size())];
+    piece._charge = slot._charge;
+    slot = std::move(piece);
     _changed.notify_all();
 }
 
@@ -254,7 +268,7 @@ bool DeflatePool::compressBlock(const Task& task, Worker* worker, Piece* piece, 
     ssize_t got = readFully(file._fd, input, dictionary + length, start - dictionary);
     if (got != static_cast<ssize_t>(dictionary + length)) {
         *why = got < 0 ? "cannot read " + file._path + ": " + strerror(errno)
-                       : file._path + " became shorter while it was archived";
+                       : becameShorter(file._path);
         return false;
     }
     if (!worker->_blockStream) {
@@ -293,6 +307,11 @@ bool DeflatePool::compressStep(const Task& task, Worker* worker, Piece* piece, s
         return false;
     }
     size_t length = static_cast<size_t>(got);
+    // A file cut short while it waits would go in as a smaller, apparently whole entry.
+    if (length < kBlockSize && file._offset + length < file._size) {
+        *why = becameShorter(file._path);
+        return false;
+    }
     file._offset += length;
     // Without a flush the stream's bytes do not depend on how its input is cut into steps.
     piece->_last = length < kBlockSize;
@@ -355,8 +374,8 @@ DeflatePool::Next DeflatePool::next(DeflatePiece* out, bool wait) {
             out->_size = file._taken;
             out->_input = piece._length;
             out->_crc = file._crc;
+            _inFlight -= piece._charge;
             file._pieces.pop_front();
-            --_inFlight;
             if (out->_last) {
                 _files.pop_front();
             }

@@ -13,11 +13,14 @@
 //   may differ from a one-thread stream, and are a little larger (each block boundary costs a few
 //   bytes); its contents and CRC-32 (crc32_combine of the blocks') do not.
 //
-// Memory: whatever the input, at most maxPiecesInFlight() blocks are in flight: being compressed
-// (kBlockSize of input and about as much output each), or compressed and waiting to be taken (at
-// most deflate's bound of kBlockSize each). Each worker holds one block of input and one of
-// output; each file stream in flight holds zlib's deflate state (about 270 KiB). With two threads
-// that is at most 8 blocks, about 20 MB in all; at most kMaxPiecesInFlight whatever the threads.
+// Memory: whatever the input, at most maxBytesInFlight() bytes of input are in flight (each piece
+// counted kPieceOverhead more): being compressed, or compressed and waiting to be taken (at most
+// deflate's bound of their input each). Each worker holds one block of input and one of output;
+// each file stream in flight holds zlib's deflate state (about 270 KiB). The limit is 8 MiB per
+// thread, at most kMaxBytesInFlight (16 MiB) whatever the threads: about 25 MB in all with two
+// threads. While the oldest file, one stream compressed step by step, holds up the writer, the
+// other threads run ahead on later files only as far as the limit lets them; counting bytes rather
+// than pieces lets them through many small files.
 //
 // Threads: one owning thread calls add(), next() and full(); the pool's workers are its own. With
 // one thread no worker is started: next() compresses on the caller's thread. The destructor stops
@@ -57,9 +60,12 @@ class DeflatePool {
     static constexpr uint64_t kSplitThreshold = 32ULL << 20;
     static constexpr size_t kBlockSize = 1 << 20;
     static constexpr int kMaxThreads = 16;
-    static constexpr size_t kMaxPiecesInFlight = 16;
+    // The most bytes of input in flight, whatever the threads (8 MiB per thread below it).
+    static constexpr uint64_t kMaxBytesInFlight = 16ULL << 20;
+    // What each piece in flight counts beyond its input: a file of a few bytes is not free.
+    static constexpr uint64_t kPieceOverhead = 16 << 10;
     // How many files may be queued at once (each holds an open descriptor).
-    static constexpr size_t kMaxFilesQueued = 32;
+    static constexpr size_t kMaxFilesQueued = 128;
 
     // threads is clamped to 1..kMaxThreads. cancel may be null; it must outlive the pool.
     DeflatePool(int threads, const PackageCancelFlag* cancel);
@@ -82,7 +88,7 @@ class DeflatePool {
     std::string error() const;
 
     int threads() const { return _threads; }
-    size_t maxPiecesInFlight() const { return _maxInFlight; }
+    uint64_t maxBytesInFlight() const { return _maxInFlight; }
 
   private:
     struct File;
@@ -102,7 +108,7 @@ class DeflatePool {
     void startWorkers();
 
     const int _threads;
-    const size_t _maxInFlight;
+    const uint64_t _maxInFlight;
     const PackageCancelFlag* _cancel;
     std::vector<std::thread> _threadsRunning;
     std::vector<std::unique_ptr<Worker>> _workers;  // one per thread, plus the caller's
@@ -111,7 +117,7 @@ class DeflatePool {
     mutable std::mutex _mutex;  // guards everything below, and the files' shared fields
     std::condition_variable _changed;
     std::deque<std::unique_ptr<File>> _files;  // oldest first
-    size_t _inFlight = 0;                      // pieces started and not yet taken
+    uint64_t _inFlight = 0;                    // bytes of pieces started and not yet taken
     bool _stopping = false;
     std::string _error;
 };

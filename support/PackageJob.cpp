@@ -15,6 +15,7 @@
 #include "CaptureRun.h"
 #include "LogTail.h"
 #include "ManifestText.h"
+#include "PackageRedaction.h"
 #include "SupportPackage.h"
 #include "SystemInfo.h"
 #include "VeskDiagnostics.h"
@@ -219,6 +220,16 @@ void finishCancelled(std::unique_ptr<SupportPackage>* package, PackageJobResult*
 
 }  // namespace
 
+std::string PackageJob::mapPath(const std::string& archivePath) {
+    return PackageRedaction::mapPathFor(archivePath);
+}
+
+std::string PackageJob::redactionMessage(const std::string& mapPath) {
+    return "Host names, network addresses and user names were hidden. The map to the real values "
+           "is \"" +
+           mapPath + "\"; keep it: it is not in the archive.";
+}
+
 std::string PackageJob::successMessage(const std::string& archivePath) {
     return "The support package \"" + archivePath +
            "\" has been created.\n\nPlease email this file to " CORVIX_SUPPORT_EMAIL;
@@ -265,6 +276,30 @@ bool PackageJob::checkRequest(const PackageRequest& request, std::string* why) {
             return false;
         }
         close(fd);
+    }
+    size_t count = 0;
+    const PackageRow* rows = packageRows(&count);
+    for (const std::string& name : request._excludedRows) {
+        std::string known;
+        bool found = false;
+        for (size_t i = 0; i < count; ++i) {
+            found = found || packageRowName(rows[i]) == name;
+            known += (i ? ", " : "") + packageRowName(rows[i]);
+        }
+        if (!found) {
+            *why = "there is no row named \"" + vesk_printablePath(name) +
+                   "\" to leave out; the rows are: " + known;
+            return false;
+        }
+        if (name == packageRowName(rows[0])) {
+            *why =
+                "the system report (system.xml) cannot be left out: support staff need it to read "
+                "the package";
+            return false;
+        }
+    }
+    if (!request._redactMap.empty() && !PackageRedaction().start(request._redactMap, why)) {
+        return false;
     }
     if (request._fileName && !request._fileName->empty()) {
         return checkArchivePath(*request._fileName, why);
@@ -326,6 +361,9 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
         size_t count = 0;
         const PackageRow* rows = packageRows(&count);
         for (size_t i = 0; i < count && !PackageCancelFlag::isSet(cancel); ++i) {
+            if (request.excludes(packageRowName(rows[i]))) {
+                continue;
+            }
             const bool skipped =
                 rows[i]._operation == PackageOperation::Capture && commandsSkipped(request);
             if (observer && skipped) {
@@ -336,11 +374,23 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
                                       rows[i]._label);
             }
             if (!skipped) {
-                collectRow(*package, captures, rows[i], request);
+                // A capture appending to the file of a row left out makes the file (its entry).
+                PackageRow row = rows[i];
+                row._append = row._append && !request.excludes(packageRowName(rows[i - 1]));
+                collectRow(*package, captures, row, request);
             }
             if (stagingFailed()) {
                 return result;
             }
+        }
+        // Only what came from the system is hidden: the user's attachments are sent as they chose
+        // them. The application folder is whole once the rows are collected, so it is hidden
+        // while the system commands still run.
+        PackageRedaction redaction;
+        if (request.redacts() && !PackageCancelFlag::isSet(cancel) &&
+            !(redaction.start(request._redactMap, &result._error) &&
+              redaction.redactFolder(package->getPathToApp(), &result._error))) {
+            return result;
         }
         captures.finish();  // after a cancel at once: every command's group is ended
         for (size_t i = 0; i < count; ++i) {
@@ -353,6 +403,12 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
         }
         if (PackageCancelFlag::isSet(cancel)) {
             finishCancelled(&package, &result);
+            return result;
+        }
+        if (request.redacts() &&
+            !(redaction.redactFolder(package->getPathToSys(), &result._error) &&
+              (fileName.empty() ||
+               redaction.prepareMap(PackageRedaction::mapPathFor(fileName), &result._error)))) {
             return result;
         }
 
@@ -394,6 +450,15 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
         result._archiveSize = archive._size;
         result._sha256 = archive._sha256;
         result._message = successMessage(fileName);
+        if (request.redacts()) {
+            if (!redaction.commitMap(&result._error)) {
+                result._status = PackageJobStatus::Failed;
+                result._error = "the archive \"" + fileName + "\" was saved, but " + result._error;
+                return result;
+            }
+            result._mapPath = PackageRedaction::mapPathFor(fileName);
+            result._message += "\n\n" + redactionMessage(result._mapPath);
+        }
         if (!request._keepStaging) {
             package.reset();
             SupportPackage::killDirectory(result._stagingFolder.c_str());
@@ -411,7 +476,8 @@ std::vector<PackagePlanRow> PackageJob::plan(const PackageRequest& request) {
     const PackageRow* rows = packageRows(&count);
     for (size_t i = 0; i < count; ++i) {
         const PackageRow& row = rows[i];
-        PackagePlanRow planned{static_cast<int>(i + 1), &row, {}};
+        PackagePlanRow planned{static_cast<int>(i + 1), &row, {}, packageRowName(row), false};
+        planned._excluded = request.excludes(planned._name);
         const std::string source = rowSource(row, false);
         switch (row._operation) {
             case PackageOperation::SystemReport:

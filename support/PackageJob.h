@@ -66,6 +66,7 @@ struct PackageJobResult {
     std::string _stagingFolder;    // the staging folder, when one was made
     bool _stagingRemoved = false;  // Created or Cancelled: the staging folder is gone
     std::string _message;          // Created: the completion text for the user, naming the archive
+    std::string _mapPath;          // Created with names hidden: the pseudonym map beside it
 };
 
 // What a dry run reports for one row: each file it would copy (with its size) or the command it
@@ -80,6 +81,8 @@ struct PackagePlanRow {
     int _index;
     const PackageRow* _row;
     std::vector<PackagePlanItem> _items;
+    std::string _name;       // packageRowName
+    bool _excluded = false;  // the request leaves it out; _items still says what it would take
 };
 
 class PackageJob {
@@ -97,8 +100,10 @@ class PackageJob {
     static std::vector<PackagePlanRow> plan(const PackageRequest& request);
 
     // What the user asked for, checked before anything is collected: the e-mail address, every
-    // attachment (a readable regular file whose path fits), and the archive path when one is set
-    // (see checkArchivePath). False with the reason, naming the value, in *why.
+    // attachment (a readable regular file whose path fits), the rows left out (known names, never
+    // the system report), the pseudonym map given back (readable, well-formed), and the archive
+    // path when one is set (see checkArchivePath). False with the reason, naming the value, in
+    // *why.
     static bool checkRequest(const PackageRequest& request, std::string* why);
 
     // The archive path: a regular file to replace or a name not yet taken, in an existing folder,
@@ -108,6 +113,10 @@ class PackageJob {
 
     // The completion text for an archive saved at path.
     static std::string successMessage(const std::string& archivePath);
+    // Where a package saved at archivePath with names hidden keeps its map: archivePath + ".map".
+    static std::string mapPath(const std::string& archivePath);
+    // The line the completion text ends with when names were hidden, naming the map.
+    static std::string redactionMessage(const std::string& mapPath);
 };
 
 #endif

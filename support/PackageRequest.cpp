@@ -2,6 +2,7 @@
 
 #include <regex.h>
 
+#include <algorithm>
 #include <cstring>
 
 bool PackageRequest::isValidEmailAddress(const char* address) {
@@ -24,4 +25,8 @@ bool PackageRequest::isValidEmailAddress(const char* address) {
     bool matched = regexec(&expression, buffer, 0, nullptr, 0) == 0;
     regfree(&expression);
     return matched;
+}
+
+bool PackageRequest::excludes(const std::string& rowName) const {
+    return std::find(_excludedRows.begin(), _excludedRows.end(), rowName) != _excludedRows.end();
 }

@@ -31,6 +31,17 @@ struct PackageRequest {
     uint64_t _logSizeLimit = 0;
     // Not empty: the journal captures begin at this time (journalctl's --since syntax).
     std::string _since;
+    // Rows left out, by name (packageRowName): not collected, not in the manifest. The system
+    // report cannot be left out.
+    std::vector<std::string> _excludedRows;
+    // Hide host names, network addresses and user names in what the job takes from the system
+    // (PackageRedaction), with the map beside the archive.
+    bool _redact = false;
+    // A map from an earlier package to start from (the same stand-ins); implies _redact.
+    std::string _redactMap;
+
+    bool redacts() const { return _redact || !_redactMap.empty(); }
+    bool excludes(const std::string& rowName) const;
 
     // The longest e-mail address the support form's buffer holds.
     static const size_t kEmailMaxLength = 1024;

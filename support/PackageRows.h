@@ -38,6 +38,10 @@ struct PackageRow {
 // The rows of this platform, in order, and their number.
 const PackageRow* packageRows(size_t* count);
 
+// A row's stable name, by which a user leaves it out: its label in lower case with '-' for each
+// blank ("process-list", "after-effects-6.5-preferences").
+std::string packageRowName(const PackageRow& row);
+
 // Whether row captures one of the system's console logs (a log that --log-size may cut).
 bool packageRowIsConsoleLog(const PackageRow& row);
 

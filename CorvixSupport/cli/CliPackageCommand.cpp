@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <atomic>
 #include <cerrno>
@@ -38,6 +39,10 @@ struct PackageOptions {
     std::string _commentFile;
     std::vector<std::string> _attachments;
     int _commandTimeout = SupportPackage::kDefaultCommandTimeout;
+    std::vector<std::string> _excluded;
+    bool _redact = false;
+    std::string _redactMap;
+    bool _json = false;
     bool _dryRun = false;
     bool _force = false;
     bool _quiet = false;
@@ -179,6 +184,9 @@ bool buildRequest(const PackageOptions& options, PackageRequest* request, CliCon
         }
         request->_comment = text;
     }
+    request->_excludedRows = options._excluded;
+    request->_redact = options._redact;
+    request->_redactMap = options._redactMap;
     request->_fileAttachments = options._attachments;
     request->_commandTimeout = options._commandTimeout;
     request->_liveCommands = options._liveCommands;
@@ -188,12 +196,47 @@ bool buildRequest(const PackageOptions& options, PackageRequest* request, CliCon
     return true;
 }
 
-void printPlan(const PackageRequest& request, const std::string& archive, CliContext& context) {
+// The dry run as JSON: the archive, and each row with its name, label, whether it is left out,
+// and its items (a command line or a path, with its size or the reason it is skipped). Bytes that
+// are not UTF-8 become U+FFFD.
+void printPlanJson(const std::vector<PackagePlanRow>& plan, const std::string& archive, bool redact,
+                   CliContext& context) {
+    nlohmann::json rows = nlohmann::json::array();
+    for (const PackagePlanRow& row : plan) {
+        nlohmann::json items = nlohmann::json::array();
+        for (const PackagePlanItem& item : row._items) {
+            const bool command = row._row->_operation == PackageOperation::Capture;
+            nlohmann::json entry = {{command ? "command" : "path", item._what}};
+            if (item._size >= 0) {
+                entry["size"] = item._size;
+            }
+            if (!item._skipped.empty()) {
+                entry["skipped"] = item._skipped;
+            }
+            items.push_back(entry);
+        }
+        rows.push_back({{"index", row._index},
+                        {"name", row._name},
+                        {"label", row._row->_label},
+                        {"excluded", row._excluded},
+                        {"items", items}});
+    }
+    nlohmann::json document = {{"archive", archive}, {"redact", redact}, {"rows", rows}};
+    context.out << document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+}
+
+void printPlan(const PackageRequest& request, const std::string& archive, bool json,
+               CliContext& context) {
     const std::vector<PackagePlanRow> plan = PackageJob::plan(request);
+    if (json) {
+        printPlanJson(plan, archive, request.redacts(), context);
+        return;
+    }
     for (const PackagePlanRow& row : plan) {
         char prefix[32];
         snprintf(prefix, sizeof prefix, "[%2d/%zu] ", row._index, plan.size());
-        context.out << prefix << row._row->_label << "\n";
+        context.out << prefix << row._row->_label << " (" << row._name << ")"
+                    << (row._excluded ? ": left out" : "") << "\n";
         if (row._items.empty()) {
             context.out << "        (nothing)\n";
         }
@@ -212,6 +255,10 @@ void printPlan(const PackageRequest& request, const std::string& archive, CliCon
         }
     }
     context.out << "archive: " << archive << " (not written: dry run)\n";
+    if (request.redacts()) {
+        context.out << "names and addresses: hidden, the map would be "
+                    << PackageJob::mapPath(archive) << "\n";
+    }
 }
 
 int printResult(const PackageJobResult& result, const PackageCancelFlag& cancel, bool quiet,
@@ -232,6 +279,9 @@ int printResult(const PackageJobResult& result, const PackageCancelFlag& cancel,
             if (keepStaging) {
                 context.out << "staging folder: " << result._stagingFolder << "\n";
             }
+            if (!result._mapPath.empty()) {
+                context.out << "map: " << result._mapPath << "\n";
+            }
             return kCliSuccess;
         case PackageJobStatus::Cancelled:
             context.err << "corvix-support package: interrupted; no archive was written"
@@ -250,6 +300,10 @@ int printResult(const PackageJobResult& result, const PackageCancelFlag& cancel,
 }
 
 int runPackage(const PackageOptions& options, CliContext& context) {
+    if (options._json && !options._dryRun) {
+        context.err << "corvix-support package: --json lists what --dry-run finds; give both.\n";
+        return kCliUsage;
+    }
     // Everything the user typed is checked before the Desktop is made or anything collected.
     PackageRequest request;
     std::string why;
@@ -275,7 +329,7 @@ int runPackage(const PackageOptions& options, CliContext& context) {
     }
     request._fileName = archive;
     if (options._dryRun) {
-        printPlan(request, archive, context);
+        printPlan(request, archive, options._json, context);
         return kCliSuccess;
     }
 
@@ -320,6 +374,20 @@ void registerPackageCommand(CLI::App& app, CliContext& context) {
                      "Attach a file (repeat for more; kept in order)")
         ->type_name("FILE");
     command
+        ->add_option("--exclude", options->_excluded,
+                     "Leave out ROW: not collected, not in the manifest (repeat for more; the "
+                     "names --dry-run prints; not system-report)")
+        ->type_name("ROW");
+    command->add_flag("--redact", options->_redact,
+                      "Hide host names, network addresses and user names in what is taken from "
+                      "this machine; the map to the real values is saved as ARCHIVE.map");
+    command
+        ->add_option("--redact-map", options->_redactMap,
+                     "Hide them with the stand-ins of FILE (an earlier ARCHIVE.map) and new ones "
+                     "after them; implies --redact")
+        ->type_name("FILE");
+    command->add_flag("--json", options->_json, "With --dry-run: the list as JSON");
+    command
         ->add_option("--command-timeout", options->_commandTimeout,
                      "End a system command still running after SECONDS (0: never)")
         ->capture_default_str()
@@ -352,7 +420,7 @@ void registerPackageCommand(CLI::App& app, CliContext& context) {
                       {"1", "The job failed: no archive was made, an existing one is as it was"},
                       {"2",
                        "Refused before anything was collected (a bad e-mail address, attachment, "
-                       "comment file or output path)"},
+                       "comment file, output path, row name or pseudonym map)"},
                       {"130, 143",
                        "Interrupted by SIGINT or SIGTERM: nothing was written and the staging "
                        "folder was removed"}}));

@@ -46,6 +46,10 @@ PackageRequest requestFrom(const CorvixSupportPrefsController* prefWindow,
         for (const QString& path : prefWindow->fileAttachments()) {
             request._fileAttachments.push_back(pathBytes(path));
         }
+        for (const QString& row : prefWindow->excludedRows()) {
+            request._excludedRows.push_back(row.toStdString());
+        }
+        request._redact = prefWindow->hidesNames();
     }
     request._fileName = pathBytes(fileName);
     // The window collects as it always has, machine root or not: it has no way to be asked for

@@ -17,6 +17,7 @@
 #include "TabbedPrefsWindowController.h"
 
 class AttachmentsTableModel;
+class PackageReviewPanel;
 class NSDarkView;
 class QDialog;
 namespace Ui {
@@ -81,6 +82,14 @@ class CorvixSupportPrefsController : public TabbedPrefsWindowController {
     // The open panel's answer: paths (in the panel's order) for returnCode 1, nothing for 0.
     void openPanelDidEnd(const QStringList& paths, int returnCode);
 
+    // The rows the review panel left out (names as the command line's --exclude takes them),
+    // cleared when the panel opens; and whether the last confirmed panel asked to hide host
+    // names, network addresses and user names.
+    const QStringList& excludedRows() const { return _excludedRows; }
+    bool hidesNames() const { return _hidesNames; }
+    // The review panel (null until the interface is loaded); tests and screenshots drive it.
+    PackageReviewPanel* reviewPanel() const { return _reviewPanel; }
+
   public slots:
     // Opens the package panel, unless it is already on screen: comment and attachments cleared,
     // name, company and e-mail kept.
@@ -94,6 +103,9 @@ class CorvixSupportPrefsController : public TabbedPrefsWindowController {
     void addAttachment();
     // Removes every copy of each selected row's path, then clears the selection.
     void removeAttachment();
+    // Opens the review panel (window-modal, returns at once) on what a package with the
+    // attached files would hold; Done keeps the rows it leaves out.
+    void reviewContents();
     void showPrivacyInfo();
 
   signals:
@@ -110,6 +122,9 @@ class CorvixSupportPrefsController : public TabbedPrefsWindowController {
     QString _comment;
     bool _packageInfoIsValid = false;
     AttachmentsTableModel* _attachmentsModel = nullptr;
+    PackageReviewPanel* _reviewPanel = nullptr;  // a child of the package panel
+    QStringList _excludedRows;
+    bool _hidesNames = false;
     // ---- end of the Support view ----
 
   protected:

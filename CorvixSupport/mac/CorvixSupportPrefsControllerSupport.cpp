@@ -1,6 +1,8 @@
 // CorvixSupportPrefsController, continued: the Support view and the package panel.
 #include <QAbstractButton>
+#include <QCheckBox>
 #include <QDialog>
+#include <QFile>
 #include <QItemSelectionModel>
 #include <QLineEdit>
 #include <QTableView>
@@ -10,7 +12,9 @@
 
 #include "AttachmentsTableModel.h"
 #include "CorvixSupportPrefsController.h"
+#include "PackageJob.h"
 #include "PackageRequest.h"
+#include "PackageReviewPanel.h"
 #include "ui_PackageWindow.h"
 #include "ui_SupportView.h"
 
@@ -40,6 +44,11 @@ void CorvixSupportPrefsController::awakeSupportView(const Ui::SupportView& suppo
     connect(_package->_createButton, &QAbstractButton::clicked, this,
             &CorvixSupportPrefsController::makePackageAction);
     _package->_createButton->setDefault(true);
+    connect(_package->_reviewButton, &QAbstractButton::clicked, this,
+            &CorvixSupportPrefsController::reviewContents);
+    _reviewPanel = new PackageReviewPanel(_packageWindow);
+    connect(_reviewPanel, &QDialog::accepted, this,
+            [this] { _excludedRows = _reviewPanel->excludedRows(); });
 
     _attachmentsModel =
         new AttachmentsTableModel(_attachedFiles, _package->_attachments,
@@ -80,6 +89,7 @@ void CorvixSupportPrefsController::createSupportPackage() {
     _packageInfoIsValid = false;
     setComment(QString());
     _attachedFiles.clear();
+    _excludedRows.clear();
     _attachmentsModel->reloadData();
     QWidget* over = window();
     _packageWindow->move(over->geometry().center() - _packageWindow->rect().center());
@@ -104,6 +114,7 @@ void CorvixSupportPrefsController::makePackageAction() {
     _company = valueOf(_package->_companyField->text());
     _email = valueOf(email);
     _comment = valueOf(_package->_textView->toPlainText());
+    _hidesNames = _package->_redactCheckBox->isChecked();
     _packageInfoIsValid = true;
     _packageWindow->hide();
     emit makePackage(this);
@@ -151,6 +162,15 @@ void CorvixSupportPrefsController::removeAttachment() {
     }
     _attachmentsModel->reloadData();
     _package->_attachments->clearSelection();
+}
+
+void CorvixSupportPrefsController::reviewContents() {
+    PackageRequest request;
+    for (const QString& path : _attachedFiles) {
+        request._fileAttachments.push_back(QFile::encodeName(path).toStdString());
+    }
+    _reviewPanel->setPlan(PackageJob::plan(request), _excludedRows);
+    _reviewPanel->open();
 }
 
 void CorvixSupportPrefsController::showPrivacyInfo() {

@@ -12,6 +12,7 @@
 #include "AppController.h"
 #include "CorvixSupportPrefsController.h"
 #include "PackageProgressPanel.h"
+#include "PackageReviewPanel.h"
 #include "PaintWatcher.h"
 #include "QtWindowDialogs.h"
 
@@ -46,6 +47,7 @@ bool PackageShowcase::show(AppController& controller, const QString& formFile,
     prefs->createSupportPackage();
     QWidget* panel = topLevel("_packageWindow");
     QStringList comment, attachments;
+    bool review = false;
     while (!form.atEnd()) {
         QString line = QString::fromUtf8(form.readLine());
         if (line.endsWith('\n')) {
@@ -56,12 +58,21 @@ bool PackageShowcase::show(AppController& controller, const QString& formFile,
             comment << value;
         } else if (key == "attach") {
             attachments << value;
+        } else if (key == "review") {
+            review = value == "yes";
+        } else if (key == "hide") {
+            panel->findChild<QAbstractButton*>("_redactCheckBox")->setChecked(value == "yes");
         } else if (auto* field = panel->findChild<QLineEdit*>("_" + key + "Field")) {
             field->setText(value);
         }
     }
     panel->findChild<QTextEdit*>("_textView")->setPlainText(comment.join('\n'));
     prefs->openPanelDidEnd(attachments, 1);
+    if (review) {
+        prefs->reviewContents();
+        PaintWatcher::reportFrameWhenPainted(prefs->reviewPanel());
+        return true;
+    }
     if (archivePath.isEmpty()) {
         PaintWatcher::reportFrameWhenPainted(panel);
         return true;

@@ -62,20 +62,10 @@ class PackageCommandTest : public corvix_test::SandboxTest {
     }
 
     std::set<std::string> entries(const std::string& archive) {
-        std::string listing;
-        EXPECT_EQ(runCommand("unzip -Z1 " + quoted(archive), &listing), 0);
-        std::set<std::string> names;
-        std::istringstream lines(listing);
-        for (std::string line; std::getline(lines, line);) {
-            names.insert(line);
-        }
-        return names;
+        return corvix_test::zipEntries(archive);
     }
-
     std::string member(const std::string& archive, const std::string& name) {
-        std::string text;
-        runCommand("unzip -p " + quoted(archive) + " " + quoted(name), &text);
-        return text;
+        return corvix_test::zipMember(archive, name);
     }
 
     void makeProductFolders(bool withVersion1) {
@@ -205,7 +195,12 @@ TEST_F(PackageCommandTest, AHangingCommandIsEndedWhileTheOthersRunAndKeepTheirOu
          {"console.log", "systemConsole.log", "processList.txt", "ifconfig.txt", "userInfo.txt"}) {
         EXPECT_EQ(names.count(std::string("system/") + file), 1u) << file;
     }
-    EXPECT_NE(member(archive, "system/processList.txt"), "");
+    for (const char* file : {"processList.txt", "ifconfig.txt"}) {
+        EXPECT_NE(member(archive, std::string("system/") + file), "") << file;
+    }
+    std::string ids;  // both commands of the last file, in their order
+    runCommand("/usr/bin/id -u; /usr/bin/id", &ids);
+    EXPECT_EQ(member(archive, "system/userInfo.txt"), ids);
     EXPECT_NE(_err.find("Command still running after 2 seconds; ending it."), std::string::npos);
 }
 
@@ -461,6 +456,9 @@ TEST_F(PackageRefusalTest, BadInputIsRefusedWithItsReasonAndNothingIsCreated) {
     // The core's checks are tested with the job; here, that the verb refuses with exit 2.
     const std::vector<std::vector<std::string>> refused = {
         {"--attach", tmp("ok.txt"), "--attach", tmp("gone.txt")},
+        {"--exclude", "system-report"},
+        {"--redact-map", tmp("gone.map")},
+        {"--json", "--redact"},
         {"-o", "/dev/full"},
         {"-o", ""},
         {"--comment-file", tmp("gone.txt")},
@@ -486,16 +484,30 @@ TEST_F(PackageRefusalTest, DryRunListsFilesAndCommandsAndWritesNothing) {
     writeFile(root() + kV2 + "/Config.txt", "12345");
     writeFile(tmp("a.txt"), "abc");
     ASSERT_EQ(run({"--dry-run", "--live-commands", "--attach", tmp("a.txt")}), 0) << _err;
-    EXPECT_NE(
-        _out.find("[18/21] version 2 settings\n        " + root() + kV2 + "/Config.txt  5 bytes\n"),
-        std::string::npos)
+    EXPECT_NE(_out.find("[18/21] version 2 settings (version-2-settings)\n        " + root() + kV2 +
+                        "/Config.txt  5 bytes\n"),
+              std::string::npos)
         << _out;
-    EXPECT_NE(_out.find("[ 4/21] process list\n        $ /usr/bin/top -b -n1 -w 512\n"),
-              std::string::npos);
-    EXPECT_NE(_out.find("[21/21] attachments\n        " + tmp("a.txt") + "  3 bytes\n"),
-              std::string::npos);
+    EXPECT_NE(
+        _out.find("[ 4/21] process list (process-list)\n        $ /usr/bin/top -b -n1 -w 512\n"),
+        std::string::npos);
+    EXPECT_NE(
+        _out.find("[21/21] attachments (attachments)\n        " + tmp("a.txt") + "  3 bytes\n"),
+        std::string::npos);
     EXPECT_FALSE(exists(home() + "/Desktop"));
     EXPECT_FALSE(exists(home() + "/.config/Orvanta"));
+
+    // The same as JSON, with the rows left out marked.
+    ASSERT_EQ(
+        run({"--dry-run", "--live-commands", "--json", "--exclude", "process-list", "--redact"}), 0)
+        << _err;
+    EXPECT_NE(_out.find("\"excluded\": true,\n      \"index\": 4,\n      \"items\": [\n        {\n"
+                        "          \"command\": \"/usr/bin/top -b -n1 -w 512\"\n"),
+              std::string::npos)
+        << _out;
+    EXPECT_NE(_out.find("\"path\": \"" + root() + kV2 + "/Config.txt\",\n          \"size\": 5\n"),
+              std::string::npos);
+    EXPECT_NE(_out.find("\"redact\": true,"), std::string::npos);
 }
 
 }  // namespace

@@ -167,6 +167,23 @@ int runCommand(const std::string& command, std::string* output) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+std::set<std::string> zipEntries(const std::string& archive) {
+    std::string listing;
+    EXPECT_EQ(runCommand("unzip -Z1 '" + archive + "'", &listing), 0) << archive;
+    std::set<std::string> names;
+    std::istringstream lines(listing);
+    for (std::string line; std::getline(lines, line);) {
+        names.insert(line);
+    }
+    return names;
+}
+
+std::string zipMember(const std::string& archive, const std::string& name) {
+    std::string bytes;
+    runCommand("unzip -p '" + archive + "' '" + name + "'", &bytes);
+    return bytes;
+}
+
 ScopedMount::ScopedMount(const std::string& source, const std::string& target, bool readOnly)
     : _target(target) {
     bool tmpfs = source.empty();

@@ -8,6 +8,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -94,6 +95,11 @@ std::vector<std::string> readLines(const std::string& path);
 void makeDeepTree(const std::string& top, int depth);
 // Runs a shell command line; returns its exit status and fills output with standard output.
 int runCommand(const std::string& command, std::string* output = nullptr);
+
+// The names of an archive's entries (unzip -Z1), and one entry's bytes (unzip -p); a listing
+// that fails fails the test.
+std::set<std::string> zipEntries(const std::string& archive);
+std::string zipMember(const std::string& archive, const std::string& name);
 
 // A mount undone on destruction: a bind mount of source on target (read-only with readOnly), or,
 // with an empty source, a fresh tmpfs on target. Mounting needs root: mounted() is false

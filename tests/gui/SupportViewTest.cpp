@@ -1,5 +1,8 @@
 // The Support view, the package panel and the package job (the core's, run for real) in the
 // window, from the buttons to the alerts.
+#include <sys/stat.h>
+
+#include <QCheckBox>
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
@@ -8,6 +11,7 @@
 #include <QTableView>
 #include <QTextEdit>
 #include <QTimer>
+#include <QTreeWidget>
 #include <QUrl>
 
 #include <cstdio>
@@ -144,6 +148,49 @@ class SupportViewTest : public QObject {
         qputenv("PATH", path);
         QTRY_COMPARE(GuiTest::readFile(mailer + ".a"),
                      "--attach " + _archive.toUtf8() + " " CORVIX_SUPPORT_EMAIL "\n");
+    }
+
+    // The review panel lists the job's plan with sizes; a row unticked there is left out of the
+    // package, and hiding names leaves the map beside the archive.
+    void reviewedRowsLeftOutAndNamesHidden() {
+        _w->file(_w->product("CorvixPro2", "Config.txt"), "12345");
+        _w->file(_w->product("CorvixPro2", "RenderQueue/RQ.txt"), "queue");
+        Window::click("_reviewButton");
+        auto* tree = Window::find<QTreeWidget>("_reviewTree");
+        QTRY_VERIFY(tree->isVisible());
+        const std::vector<PackagePlanRow> plan = PackageJob::plan(PackageRequest());
+        QCOMPARE(tree->topLevelItemCount(), int(plan.size()));
+        QTreeWidgetItem* settings = nullptr;
+        for (int i = 0; i < tree->topLevelItemCount(); ++i) {
+            QTreeWidgetItem* row = tree->topLevelItem(i);
+            QCOMPARE(row->data(0, Qt::UserRole).toString().toStdString(), plan[i]._name);
+            QCOMPARE(row->checkState(0), Qt::Checked);
+            for (size_t k = 0; k < plan[i]._items.size(); ++k) {
+                QCOMPARE(row->child(int(k))->data(1, Qt::UserRole).toLongLong(),
+                         plan[i]._items[k]._size);
+            }
+            settings = plan[i]._name == "version-2-settings" ? row : settings;
+        }
+        QCOMPARE(settings->child(0)->text(1), QLocale().formattedDataSize(5));
+        QVERIFY(!(tree->topLevelItem(0)->flags() & Qt::ItemIsUserCheckable));
+        tree->setCurrentItem(settings);
+        QTest::keyClick(tree, Qt::Key_Space);
+        QCOMPARE(settings->checkState(0), Qt::Unchecked);
+        Window::click("_reviewDoneButton");
+        Window::click("_redactCheckBox");
+        makePackage();
+
+        QCOMPARE(_w->dialogs.titles(), QStringList{AppController::kCreatedTitle});
+        const QString map = _archive + ".map";
+        QVERIFY(_w->dialogs.alerts.value(0).message.endsWith(
+            QString::fromStdString(PackageJob::redactionMessage(map.toStdString()))));
+        struct stat st = {};
+        QCOMPARE(stat(QFile::encodeName(map).constData(), &st), 0);
+        QCOMPARE(st.st_mode & 0777, 0600u);
+        QVERIFY(GuiTest::readFile(map).contains("\nhome\t" + QFile::encodeName(_w->home())));
+        QCOMPARE(unzip("application/V2/RQ.txt"), QByteArray("queue"));
+        QCOMPARE(unzip("application/V2/Config.txt"), QByteArray());
+        QVERIFY(!unzip("package.xml").contains("V2/Config.txt"));
     }
 
     // Refused before the job starts, failed in it, and a full disk: the error alert names the

@@ -101,6 +101,25 @@ TEST_F(PackageJobTest, ChecksRefuseWhatCannotBeCollectedOrReplaced) {
         EXPECT_EQ(PackageJob::checkRequest(request, &why), c._expected.empty()) << c._expected;
         EXPECT_NE(why.find(c._expected), std::string::npos) << why;
     }
+    // Rows left out and a map given back.
+    struct Privacy {
+        std::vector<std::string> _excluded;
+        std::string _map, _expected;
+    } privacy[] = {
+        {{"process-list", "nope"}, "", "no row named \"nope\" to leave out; the rows are: system-"},
+        {{"system-report"}, "", "the system report (system.xml) cannot be left out"},
+        {{}, tmp("gone.map"), "the pseudonym map \"" + tmp("gone.map") + "\" cannot be read: No"},
+        {{}, tmp("ok.txt"), "is not a pseudonym map: line 1: not three fields"},
+        {{"process-list", "user-id"}, "", ""},
+    };
+    for (const Privacy& c : privacy) {
+        PackageRequest request;
+        request._excludedRows = c._excluded;
+        request._redactMap = c._map;
+        std::string why;
+        EXPECT_EQ(PackageJob::checkRequest(request, &why), c._expected.empty()) << c._expected;
+        EXPECT_NE(why.find(c._expected), std::string::npos) << why;
+    }
 }
 
 TEST_F(PackageJobTest, PlanFindsMachineFilesEvenBelowARootWithGlobCharacters) {

@@ -11,8 +11,10 @@
 #include <sstream>
 #include <string>
 
+#include "DeflatePool.h"
 #include "PackageCancelFlag.h"
 #include "TestEnvironment.h"
+#include "VeskPlatform.h"
 #include "ZipVerifier.h"
 
 using namespace corvix_test;
@@ -22,9 +24,10 @@ namespace {
 // An archive without entries: only the end-of-central-directory record.
 const std::string kEmptyArchive = std::string("PK\x05\x06", 4) + std::string(18, '\0');
 
-int openDescriptorCount() {
+// How many entries a folder of /proc holds: this process's descriptors, or its threads.
+int procEntries(const char* folder) {
     int count = 0;
-    DIR* dir = opendir("/proc/self/fd");
+    DIR* dir = opendir(folder);
     while (struct dirent* e = dir ? readdir(dir) : nullptr) {
         count += e->d_name[0] != '.';
     }
@@ -158,8 +161,7 @@ TEST_F(ZipBuilderTest, StagingFolderBecomesMinizipsOwnArchiveWhateverTheThreads)
 }
 
 // A file above the split threshold is compressed in blocks on every thread: the same archive with
-// one and with four threads, read back whole by others, within 1 % of one deflate stream. A file
-// that shrinks while it is read fails the archive.
+// one and with four threads, read back whole by others, within 1 % of one deflate stream.
 TEST_F(ZipBuilderTest, ALargeFileIsSplitAcrossThreadsAndStaysWhole) {
     const std::string large = _staging + "/user/scene.aep";
     makeDirs(_staging + "/user");
@@ -187,17 +189,41 @@ TEST_F(ZipBuilderTest, ALargeFileIsSplitAcrossThreadsAndStaysWhole) {
         "user/scene.aep 41943040 8 0 b'' (1980, 1, 0, 0, 0, 0)\n",
         output);
     EXPECT_EQ(0, runCommand("unzip -tq '" + _archive + "' >/dev/null"));
+    EXPECT_EQ(0, runCommand("unzip -p '" + _archive + "' user/scene.aep | cmp - '" + large + "'"));
     std::string order;
     ASSERT_EQ(0, runCommand("unzip -Z1 '" + _archive + "'", &order));
     double oneStream = static_cast<double>(minizipArchive(order).size());
     EXPECT_LT(archives[0].size() / oneStream, 1.01);
 
-    // A file that loses its end after it was added: the blocks beyond it cannot be read.
-    ZipBuilder builder(_archive.c_str(), false, 1);
-    EXPECT_EQ(1, builder.addFileToZip(large.c_str(), _staging.c_str()));
-    ASSERT_EQ(0, truncate(large.c_str(), 3 << 20));
-    builder.closeFile();
-    EXPECT_EQ(large + " became shorter while it was archived", builder.error());
+    // A file that loses its end after it was added, split or not, fails the archive on any
+    // thread, and no compressing thread is left. Four threads hold at most 16 MiB in flight
+    // before the writer takes any: the rest is read after the cut.
+    const int threadsBefore = procEntries("/proc/self/task");
+    for (int threads : {1, 4}) {
+        for (off_t size : {40 << 20, 20 << 20}) {
+            ASSERT_EQ(0, truncate(large.c_str(), size));
+            ZipBuilder builder(_archive.c_str(), false, threads);
+            EXPECT_EQ(1, builder.addFileToZip(large.c_str(), _staging.c_str()));
+            ASSERT_EQ(0, truncate(large.c_str(), 3 << 20));
+            builder.closeFile();
+            EXPECT_EQ(large + " became shorter while it was archived", builder.error()) << size;
+            EXPECT_EQ(threadsBefore, procEntries("/proc/self/task"));
+        }
+    }
+}
+
+// CORVIX_ZIP_THREADS lowers the number of threads from one per processor, never raises it;
+// anything but a whole number of 1 or more is ignored.
+TEST_F(ZipBuilderTest, ThreadSettingOnlyLowersTheProcessorCount) {
+    int all = 1;
+    vesk_processorCount(&all);
+    all = std::min(all, DeflatePool::kMaxThreads);
+    _env.set("CORVIX_ZIP_THREADS", "1");
+    EXPECT_EQ(1, ZipBuilder(nullptr, false).threadCount());
+    for (const char* value : {"100000", "0", "1x"}) {
+        _env.set("CORVIX_ZIP_THREADS", std::string(value));
+        EXPECT_EQ(all, ZipBuilder(nullptr, false).threadCount()) << value;
+    }
 }
 
 TEST_F(ZipBuilderTest, FolderArguments) {
@@ -227,19 +253,19 @@ TEST_F(ZipBuilderTest, EntryNamesAndFilesWithoutOne) {
     char cwd[4096];
     ASSERT_NE(nullptr, getcwd(cwd, sizeof cwd));
     ASSERT_EQ(0, chdir(tmp().c_str()));
-    int before = openDescriptorCount();
+    int before = procEntries("/proc/self/fd");
     {
         ZipBuilder builder(_archive.c_str(), false);
-        int during = openDescriptorCount();
+        int during = procEntries("/proc/self/fd");
         for (int i = 0; i < 50; ++i) {
             EXPECT_EQ(0, builder.addFileToZip(file.c_str(), "/no/such/base"));
             EXPECT_EQ(0, builder.addFileToZip("plain.txt", nullptr));
         }
         EXPECT_EQ(0, builder.addFileToZip(nullptr, nullptr));
         EXPECT_EQ(0, builder.addFileToZip(tmp("missing.txt").c_str(), tmp().c_str()));
-        EXPECT_EQ(during, openDescriptorCount());
+        EXPECT_EQ(during, procEntries("/proc/self/fd"));
     }
-    EXPECT_EQ(before, openDescriptorCount());
+    EXPECT_EQ(before, procEntries("/proc/self/fd"));
     ASSERT_EQ(0, chdir(cwd));
     EXPECT_EQ(kEmptyArchive, readFile(_archive));
 
