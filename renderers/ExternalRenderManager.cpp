@@ -6,6 +6,8 @@
 #include <tinyxml.h>
 
 #include <cstring>
+#include <set>
+#include <string>
 
 #include "ExternalRenderer.h"
 #include "OverridesFile.h"
@@ -191,9 +193,18 @@ bool ExternalRenderManager::commitChanges() {
         return false;
     }
     std::vector<OverridesFile::Pin> pins;
+    std::set<std::string> named;
     for (const ExternalRenderer* renderer : _renderers) {
+        named.insert(renderer->getName());
         if (renderer->isOverridden()) {
             pins.push_back({renderer->getName(), renderer->getPath()});
+        }
+    }
+    // A pin of a renderer without a row (its render control file removed, or unreadable for now)
+    // is still the user's, and no row could ever take it out again: it stays.
+    for (const auto& [name, pinned] : RendererOverrideMap::getInstance()->getOverrides()) {
+        if (named.count(name) == 0) {
+            pins.push_back({name, pinned});
         }
     }
     return OverridesFile::write(path, pins, &_commitError);

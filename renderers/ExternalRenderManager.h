@@ -81,9 +81,10 @@ class ExternalRenderManager {
     // than kVeskPathMaxLength, is refused (the latter reported) and changes nothing.
     bool setPath(size_t row, const char* path);
 
-    // Rewrites "overrides.xml" with one line per overridden record, in list order
-    // (OverridesFile::write). False when the file cannot be written; getCommitError() then says
-    // why, and the file on disk is as it was.
+    // Rewrites "overrides.xml" with one line per overridden record, in list order, then the pins
+    // of the override map whose renderer has no record, in name order (OverridesFile::write). False
+    // when the file cannot be written; getCommitError() then says why, and the file on disk is as
+    // it was.
     bool commitChanges();
     const std::string& getCommitError() const { return _commitError; }
 

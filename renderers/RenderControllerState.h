@@ -35,6 +35,8 @@ class RenderControllerState {
     bool processExitCode(int code);
 
     const std::string& getName() const { return _name; }
+    // The controller the state belongs to; null for states the file reader made.
+    RenderController* getController() const { return _controller; }
     // The state's matchers for event; null for a value beyond the four events.
     std::vector<StringMatcher*>* getMatcherVectorForEvent(RenderStateEvent event);
 

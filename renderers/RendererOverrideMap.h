@@ -39,6 +39,8 @@ class RendererOverrideMap {
     void clear();
 
     const std::string& getFilePath() const { return _filePath; }
+    // Every pin, by name.
+    const std::map<std::string, std::string>& getOverrides() const { return _overrides; }
 
   private:
     RendererOverrideMap() = default;

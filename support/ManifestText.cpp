@@ -8,5 +8,14 @@ std::string ManifestText::validXml(const std::string& text) {
 }
 
 std::string ManifestText::element(const std::string& text) {
-    return vesk_xmlText(text, VeskXmlPlace::kElement, VeskXmlReader::kStrict);
+    // A carriage return goes in as a reference: an XML reader turns a raw one into a line feed.
+    std::string out;
+    for (char c : vesk_xmlText(text, VeskXmlPlace::kElement, VeskXmlReader::kStrict)) {
+        if (c == '\r') {
+            out += "&#13;";
+        } else {
+            out += c;
+        }
+    }
+    return out;
 }

@@ -18,7 +18,9 @@ class ManifestText {
     // control characters below 0x20 other than tab, line feed and carriage return.
     static std::string validXml(const std::string& text);
 
-    // validXml(text) with '&', '<' and '>' written as entities: ready for element content.
+    // validXml(text) with '&', '<' and '>' written as entities, and a carriage return as "&#13;"
+    // (an XML reader turns a raw one into a line feed): ready for element content, and read back
+    // as validXml(text) exactly.
     static std::string element(const std::string& text);
 };
 

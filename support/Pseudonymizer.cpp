@@ -29,7 +29,7 @@ struct ByteClasses {
             _of[c] = static_cast<uint8_t>((isalnum(c) && c < 128 ? kAlnum | kWord : 0) |
                                           (isxdigit(c) && c < 128 ? kHex : 0));
         }
-        _of['_'] |= kWord;
+        _of[static_cast<unsigned char>('_')] |= kWord;
     }
 };
 const ByteClasses kClasses;

@@ -37,13 +37,9 @@ class PackageWorker::Observer : public PackageJobObserver {
               message = QString::fromStdString(message)] { emit worker->alert(title, message); });
     }
 
-    // Queued events to one receiver are delivered in the order they were posted.
-    template <class Function>
-    void post(Function function) {
-        QMetaObject::invokeMethod(_worker, std::move(function), Qt::QueuedConnection);
-    }
-
   private:
+    void post(std::function<void()> report) { _worker->post(std::move(report)); }
+
     PackageWorker* _worker;
     int _percent = -1;  // the last figure sent, so that the queue is not flooded
 };
@@ -81,9 +77,31 @@ void PackageWorker::savePackage() {
         _result = PackageJob::run(_request, &observer, &_cancel);
         _diagnostics = capture.raw();
     }
-    // The thread's last act: after this nothing here touches the worker.
-    observer.post([this] {
+    // The thread's last act: once it has returned nothing here touches the worker.
+    post([this] {
         joinThread();
         emit finished();
     });
+}
+
+void PackageWorker::post(std::function<void()> report) {
+    {
+        std::lock_guard<std::mutex> lock(_reportsMutex);
+        _reports.push_back(std::move(report));
+    }
+    // Queued calls to one receiver are delivered in the order they were posted; a call may find
+    // its report already run by an earlier one.
+    QMetaObject::invokeMethod(this, "deliverReports", Qt::QueuedConnection);
+}
+
+void PackageWorker::deliverReports() {
+    std::deque<std::function<void()>> reports;
+    {
+        std::lock_guard<std::mutex> lock(_reportsMutex);
+        reports.swap(_reports);
+    }
+    // The last report (finished) may see the worker deleted: nothing here touches it afterwards.
+    for (std::function<void()>& report : reports) {
+        report();
+    }
 }

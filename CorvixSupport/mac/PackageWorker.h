@@ -17,6 +17,9 @@
 #include <QObject>
 #include <QString>
 
+#include <deque>
+#include <functional>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -63,12 +66,20 @@ class PackageWorker : public QObject {
     void savePackage();
     // On the main thread, after the job's last word.
     void joinThread();
+    // Any thread: queues report for the main thread, in order.
+    void post(std::function<void()> report);
+    // On the main thread: runs the reports queued so far.
+    Q_INVOKABLE void deliverReports();
 
     const PackageRequest _request;
     PackageCancelFlag _cancel;
     PackageJobResult _result;
     std::string _diagnostics;
     std::thread _thread;
+    // The reports travel through this queue, not inside Qt's queued call: the hand-over is then
+    // under a lock of ours, which ThreadSanitizer sees (Qt's own reference counts it cannot).
+    std::mutex _reportsMutex;
+    std::deque<std::function<void()>> _reports;
 };
 
 #endif

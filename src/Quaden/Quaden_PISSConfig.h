@@ -33,7 +33,7 @@
 
 #include "Quaden_PISSKVPStore.h"
 
-class QuadenPISSConfig : public QuadenPISSKVPStore {
+class QuadenPISSConfig final : public QuadenPISSKVPStore {
   public:
     QuadenPISSConfig();
     ~QuadenPISSConfig() = default;

@@ -117,6 +117,26 @@ int QuadenPISSEntryList::RemoveGroup(const char* group) {
     return removed;
 }
 
+size_t QuadenPISSEntryList::LongestLine(const char* indent) const {
+    size_t longest = 0;
+    for (const void* record = _first; record != nullptr; record = NextOf(record)) {
+        const char* string = *textAt(record, _layout->_string);
+        bool isInt = *numberAt(record, _layout->_type) == kPISSIntEntry;
+        char number[16] = "";
+        if (isInt && _layout->_int != kPISSNoField) {
+            snprintf(number, sizeof number, "%d", *numberAt(record, _layout->_int));
+        }
+        size_t length = strlen(indent) + strlen(*textAt(record, _layout->_group)) +
+                        strlen(isInt ? " int\t" : " string\t") +
+                        strlen(*textAt(record, _layout->_key)) + 1 +
+                        strlen(isInt               ? number
+                               : string != nullptr ? string
+                                                   : "");
+        longest = length > longest ? length : longest;
+    }
+    return longest;
+}
+
 int QuadenPISSEntryList::WriteTo(FILE* file, const char* indent) const {
     for (const void* record = _first; record != nullptr; record = NextOf(record)) {
         const char* group = *textAt(record, _layout->_group);

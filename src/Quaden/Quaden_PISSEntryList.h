@@ -25,6 +25,10 @@
 // Entry types of key/value records.
 enum { kPISSStringEntry = 0, kPISSIntEntry = 1 };
 
+// The longest line, its line feed not counted, that the stores' readers take whole: they read in
+// pieces of 1023 characters, and each piece of a longer line is read as a line of its own.
+const size_t kPISSLongestLine = 1022;
+
 // An offset that a kind of record does not have.
 const size_t kPISSNoField = static_cast<size_t>(-1);
 
@@ -89,6 +93,10 @@ class QuadenPISSEntryList {
     // missing value written empty) or "group int<TAB>key number". An entry of another type stops
     // the writing: 0, with the lines before it written.
     int WriteTo(FILE* file, const char* indent) const;
+    // The length of the longest line WriteTo would write (line feed not counted); 0 for none.
+    // Writers refuse a list whose lines pass kPISSLongestLine: read back, such a line would come
+    // as other entries (a long path cut short, its tail taken for a line of its own).
+    size_t LongestLine(const char* indent) const;
 
     // Walking and relinking, for lists whose records move (the render queue's nodes).
     void* First() const { return _first; }

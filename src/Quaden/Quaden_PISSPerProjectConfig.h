@@ -27,7 +27,7 @@
 
 #include "Quaden_PISSKVPStore.h"
 
-class QuadenPISSPerProjectConfig : public QuadenPISSKVPStore {
+class QuadenPISSPerProjectConfig final : public QuadenPISSKVPStore {
   public:
     // pathToProject is the project's folder, with or without a final "/". Null or empty: a
     // warning and an empty store; a null path cannot Commit, nor can a folder whose settings file

@@ -281,6 +281,16 @@ int QuadenPISSRenderQueue::Commit() {
         vesk_logError("Commit: '%s' could not be read, so it is not written over\n", _queuePath);
         return 0;
     }
+    for (auto* node = static_cast<sRenderQueueNode*>(_nodes.First()); node != nullptr;
+         node = node->_next) {
+        if (!node->_item->LinesReadBackWhole()) {
+            vesk_logError(
+                "Commit: '%s' not written: job %d has a line longer than %zu characters, "
+                "which would read back as other lines\n",
+                _queuePath, node->_id, kPISSLongestLine);
+            return 0;
+        }
+    }
     std::string why;
     FILE* shadow = vesk_fopenRegular(_shadowPath, "w", &why);
     if (shadow == nullptr) {
@@ -489,6 +499,14 @@ int QuadenPISSRenderQueue::MoveRenderQueueItemToHistory(int id) {
             "move to history.",
             id);
         // Nothing went to the history, so nothing is taken off the queue.
+        return 0;
+    }
+    if (!node->_item->LinesReadBackWhole()) {
+        fclose(file);
+        vesk_logError(
+            "QuadenPISSRenderQueue::MoveRenderQueueItemToHistory -=- item [%d] has a line longer "
+            "than %zu characters; it stays in the queue",
+            id, kPISSLongestLine);
         return 0;
     }
     node->_item->WriteToFile(file);

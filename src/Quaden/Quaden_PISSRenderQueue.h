@@ -72,9 +72,10 @@ class QuadenPISSRenderQueue {
     // (see above), or holds a fault (the items before it stay in the list).
     int StartTransaction();
     // Writes the list to "ShadowRQ.txt", lets go of the lock and copies the shadow over "RQ.txt"
-    // in chunks of 1024 bytes. 0 when "RQ.txt" was refused by the last StartTransaction or the
-    // shadow cannot be written ("RQ.txt" untouched, the lock still held), or the copy breaks off
-    // ("RQ.txt" partly written).
+    // in chunks of 1024 bytes. 0 when "RQ.txt" was refused by the last StartTransaction, a job has
+    // a line longer than kPISSLongestLine (it would read back as other lines) or the shadow cannot
+    // be written ("RQ.txt" untouched, the lock still held), or the copy breaks off ("RQ.txt"
+    // partly written).
     int Commit();
     // Closes the held handle of "RQ.txt": 1 when one was open, else 0.
     int CloseFileIfOpen();
@@ -102,8 +103,9 @@ class QuadenPISSRenderQueue {
     // or no item with id from.
     int MoveRenderQueueItem(int from, int to);
     // Appends the item with that id to "RQ-History.txt" and removes that same item from the list
-    // ("RQ.txt" changes at the next Commit). 0 when the history file cannot be opened or written
-    // or no item has that id: nothing is removed then.
+    // ("RQ.txt" changes at the next Commit). 0 when the history file cannot be opened or written,
+    // no item has that id or the item has a line longer than kPISSLongestLine: nothing is removed
+    // then.
     int MoveRenderQueueItemToHistory(int id);
     // Writes "<projects folder>CPro2BGRQProject_<n>.aep" into dst, n counting 1, 2, ... across
     // calls and processes through "cpro2-count.cpr"; a number whose backup project already exists
@@ -131,7 +133,9 @@ class QuadenPISSRenderQueue {
     QuadenPISSEntryList _nodes;
     char* _shadowPath;
     char* _projectsPath;
-    const char* _separators;
+    // " \t", kept with the queue's other fields; the reader splits lines with PISSSplitStoreLine,
+    // whose separators are the same.
+    [[maybe_unused]] const char* _separators;
     bool _queueRefused;  // the last StartTransaction could not read "RQ.txt"
 };
 

@@ -55,6 +55,20 @@ sRenderQueueItemKVPEntry* QuadenPISSRenderQueueItem::getItemData(
     return entry->_next;
 }
 
+bool QuadenPISSRenderQueueItem::LinesReadBackWhole() const {
+    if (_entries.LongestLine("\t") > kPISSLongestLine) {
+        return false;
+    }
+    for (const void* module = _modules.First(); module != nullptr;
+         module = _modules.NextOf(module)) {
+        if (!static_cast<const QuadenPISSRenderQueueItemOutputModule*>(module)
+                 ->LinesReadBackWhole()) {
+            return false;
+        }
+    }
+    return true;
+}
+
 void QuadenPISSRenderQueueItem::WriteToFile(FILE* file) const {
     fputs("{\n", file);
     _entries.WriteTo(file, "\t");

@@ -75,6 +75,9 @@ class QuadenPISSRenderQueueItem {
     // Writes the item's block in the queue file format: "{", its entries, the module list (also
     // when empty) and "}", each line indented by tabs.
     void WriteToFile(FILE* file) const;
+    // Whether every line of the block fits kPISSLongestLine, so that the queue reads it back as
+    // written.
+    bool LinesReadBackWhole() const;
 
   private:
     int add(const char* group, const char* key, int type, const char* value, int intValue);

@@ -37,13 +37,16 @@ class QuadenPISSRenderQueueItemOutputModule {
 
     // Writes the module's block as the queue file holds it: "\t\t{", its entries, "\t\t}".
     void WriteToFile(FILE* file) const;
+    // Whether every entry line of the block fits kPISSLongestLine.
+    bool LinesReadBackWhole() const { return _entries.LongestLine("\t\t\t") <= kPISSLongestLine; }
 
     // How an item's list of modules finds the link of each (QuadenPISSEntryList).
     static const sPISSEntryLayout kListLayout;
 
   private:
     QuadenPISSEntryList _entries;
-    QuadenPISSRenderQueueItemOutputModule* _next = nullptr;
+    // The link of the item's module list, reached through kListLayout's offset.
+    [[maybe_unused]] QuadenPISSRenderQueueItemOutputModule* _next = nullptr;
 };
 
 #endif

@@ -134,6 +134,15 @@ int QuadenPISSStoreFile::Commit(const QuadenPISSEntryList& entries, const char* 
         }
         return 0;
     }
+    if (entries.LongestLine("") > kPISSLongestLine) {
+        vesk_logWarning(
+            "%s: '%s' not written: an entry's line is longer than %zu characters and "
+            "would read back as other entries\n",
+            _label, vesk_printablePath(_path).c_str(), kPISSLongestLine);
+        _writer.reset();
+        Unlock();
+        return 0;
+    }
     if (header != nullptr) {
         fputs(header, file);
     }

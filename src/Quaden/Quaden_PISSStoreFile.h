@@ -64,7 +64,8 @@ class QuadenPISSStoreFile {
     // Rewrites the file whole — header (when given), then every entry of entries — under the
     // lock (taken here when no transaction holds it), and ends the transaction. 1 when the new
     // file is in place; 0, with the file as it was, when it was refused at load or changed since,
-    // or cannot be written, or an entry has an unknown type.
+    // or cannot be written, or an entry has an unknown type or a line longer than kPISSLongestLine
+    // (the file would read back as other entries).
     int Commit(const QuadenPISSEntryList& entries, const char* header);
 
   private:

@@ -3,9 +3,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <regex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "CorvixCleaner.h"
@@ -25,7 +27,13 @@ class RecordingObserver : public CprSweepObserver {
   public:
     void cprFileRemoved(const char* path) override {
         removed.push_back(path);
-        g_shouldRunCPRThread = !stopAfterFirst;
+        if (stopAfterFirst) {
+            // The stop button, pressed on another thread while the first deletion is reported.
+            firstRemoved = true;
+            while (g_shouldRunCPRThread) {
+                std::this_thread::yield();
+            }
+        }
     }
     void cprFileNotRemoved(const char* path, const char* reason) override {
         failed.push_back(std::string(path) + " | " + (reason ? reason : "(none)"));
@@ -34,6 +42,7 @@ class RecordingObserver : public CprSweepObserver {
     void searchingFolder(const char* path) override { searched.push_back(path); }
     std::vector<std::string> removed, searched, failed, skipped;
     bool stopAfterFirst = false;
+    std::atomic<bool> firstRemoved{false};
 };
 
 std::vector<std::string> sorted(std::vector<std::string> paths) {
@@ -134,8 +143,14 @@ TEST_F(CprSweepTest, StoppingEndsTheWalkAfterTheCurrentEntryAtEveryLevel) {
         writeFile(p + "/f" + std::to_string(i) + "/deep/" + kTarget1, "x");
     }
     _observer.stopAfterFirst = true;
-    EXPECT_EQ(1, CprSweep::run(p.c_str(), true, &_observer));
-    EXPECT_EQ(0, g_shouldRunCPRThread.load());
+    int removed = 0;
+    std::thread sweep([&] { removed = CprSweep::run(p.c_str(), true, &_observer); });
+    while (!_observer.firstRemoved) {
+        std::this_thread::yield();
+    }
+    g_shouldRunCPRThread = 0;
+    sweep.join();
+    EXPECT_EQ(1, removed);
     ASSERT_EQ(1u, _observer.removed.size());
     ASSERT_LE(2u, _observer.searched.size());
     EXPECT_EQ(p, _observer.searched[0]);

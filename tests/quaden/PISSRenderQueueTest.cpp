@@ -159,6 +159,27 @@ TEST_F(RenderQueueTest, MovingDeletingIdsDuplicatesAndHistory) {
     EXPECT_EQ(readFile(queueFile()), block("B", 1) + block("D", 2));
 }
 
+// A line longer than the reader takes whole (1023 characters at a time) would read back as other
+// lines: a queue holding one is written neither to "RQ.txt" nor to the history.
+TEST_F(RenderQueueTest, LinesTooLongToReadBackAreNeverWritten) {
+    QuadenPISSRenderQueue queue;
+    ASSERT_EQ(queue.StartTransaction(), 1);
+    queue.AddNewRenderQueueItem(job("A", 1));
+    ASSERT_EQ(queue.Commit(), 1);
+    ASSERT_EQ(queue.StartTransaction(), 1);
+    // The module's line "\t\t\tom string\tFile <name>.mov" is 22 characters and the name.
+    queue.AddNewRenderQueueItem(job(std::string(kPISSLongestLine - 21, 'n'), 2));
+    EXPECT_EQ(queue.Commit(), 0);
+    EXPECT_EQ(queue.MoveRenderQueueItemToHistory(2), 0);
+    EXPECT_EQ(readFile(queueFile()), block("A", 1));
+    EXPECT_EQ(readFile(folder() + "RQ-History.txt"), "");
+    ASSERT_EQ(queue.DeleteRenderQueueItem(2), 1);
+    queue.AddNewRenderQueueItem(job(std::string(kPISSLongestLine - 22, 'n'), 3));
+    ASSERT_EQ(queue.Commit(), 1);
+    EXPECT_EQ(readFile(queueFile()),
+              block("A", 1) + block(std::string(kPISSLongestLine - 22, 'n'), 3));
+}
+
 TEST_F(RenderQueueTest, BackupNamesCountOnAcrossQueues) {
     const std::string projects = folder() + "RQProjects/";
     char name[1100];

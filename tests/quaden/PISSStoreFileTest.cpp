@@ -164,6 +164,42 @@ TEST_F(StoreFileTest, CommitsNeverOverwriteAnotherWritersKeys) {
     EXPECT_TRUE(exists(productFolder() + ".Config.txt.lock"));
 }
 
+// A line longer than the readers take whole (1023 characters at a time) would read back as other
+// entries (a path cut short, its tail a line of its own): the commit is refused and the file
+// stays; the longest line that fits is written and read back.
+TEST_F(StoreFileTest, LinesTooLongToReadBackAreNeverWritten) {
+    // "group string<TAB>K ": 17 characters with the global store's group, 42 with a name hash.
+    const size_t prefix[] = {17, 42, 42};
+    for (Store store : {kGlobal, kProject, kRegistry}) {
+        writeFile(file(store), store == kProject ? "cpr-version:1\n" : "");
+        for (size_t extra : {1, 0}) {
+            std::string value(kPISSLongestLine - prefix[store] + extra, 'v');
+            char* read = nullptr;
+            int committed = 0;
+            if (store == kGlobal) {
+                QuadenPISSConfig config;
+                config.Add("default", "K", value.c_str());
+                committed = config.Commit();
+                QuadenPISSConfig().GetItem(&read, "default", "K");
+            } else if (store == kProject) {
+                QuadenPISSPerProjectConfig project(_project._projectPath.c_str());
+                project.Add("P", "K", value.c_str());
+                committed = project.Commit();
+                QuadenPISSPerProjectConfig(_project._projectPath.c_str()).GetItem(&read, "P", "K");
+            } else {
+                QuadenPISSFrameCacheRegistry registry;
+                registry.Add("P", "K", value.c_str());
+                committed = registry.Commit();
+                QuadenPISSFrameCacheRegistry().GetItem(&read, "P", "K");
+            }
+            EXPECT_EQ(committed, extra == 0 ? 1 : 0) << kNames[store];
+            EXPECT_EQ(read ? std::string(read) : "", extra == 0 ? value : "") << kNames[store];
+            free(read);
+        }
+    }
+    EXPECT_TRUE(logged("is longer than 1022 characters")) << logText();
+}
+
 // A full disk while a store is written (a file-size limit fails writes alike): the commit fails
 // and the old file stays as it was, with nothing left beside it but the lock.
 TEST_F(StoreFileTest, FullDiskLeavesTheOldFile) {

@@ -115,6 +115,20 @@ TEST_F(ExternalRenderManagerTest, RowEditsFollowTheViewsRules) {
     EXPECT_EQ(kOverridesHeader + kClosing, overrides());
 }
 
+// A pin of a renderer whose render control file is gone stays through another change: no row could
+// take it out again.
+TEST_F(ExternalRenderManagerTest, PinsWithoutARowAreKept) {
+    writeFile(rendererFolder() + "/a.xml", controlFileText("Alpha", "/nowhere/alpha"));
+    const std::string gone = "\n<renderer name=\"Gone\">/opt/gone</renderer>";
+    writeFile(rendererFolder() + "/overrides.xml", kOverridesHeader + gone + kClosing);
+    ExternalRenderManager manager;
+    ASSERT_TRUE(manager.setPath(0, "/opt/alpha"));
+    ASSERT_TRUE(manager.commitChanges());
+    EXPECT_EQ(
+        kOverridesHeader + "\n<renderer name=\"Alpha\">/opt/alpha</renderer>" + gone + kClosing,
+        overrides());
+}
+
 // A damaged file holds the user's pins: it is kept aside and named, never replaced; an empty one
 // holds nothing and is simply replaced.
 TEST_F(ExternalRenderManagerTest, CommitKeepsDamagedFilesAside) {

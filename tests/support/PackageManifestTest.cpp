@@ -155,8 +155,9 @@ TEST(ManifestTextTest, PlainTextStaysAndTheRestBecomesWellFormed) {
     const std::string r = "\xEF\xBF\xBD";  // U+FFFD
     const std::pair<std::string, std::string> cases[] = {
         {"Ann O'Neil (Studio \"X\")", "Ann O'Neil (Studio \"X\")"},
+        // A raw carriage return would reach the reader as a line feed.
         {"caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80\t\r\n",
-         "caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80\t\r\n"},
+         "caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80\t&#13;\n"},
         {"A & <B>", "A &amp; &lt;B&gt;"},
         {"x\x01y\x7f", "x" + r + "y\x7f"},
         {"\xFF\xC3", r + r},                                 // not UTF-8; cut sequence
