@@ -97,8 +97,8 @@ bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archi
         zip.setCancelFlag(_cancel);
         if (_byteProgress) {
             const uint64_t total = stagedBytes(_contentsPath);
-            uint64_t done = 0;
-            zip.setProgress([this, total, &done](uint64_t bytes) {
+            // The count lives in the callback: the builder calls it after this block has ended.
+            zip.setProgress([this, total, done = uint64_t(0)](uint64_t bytes) mutable {
                 done += bytes;
                 _byteProgress("archive", done, std::max(done, total));
             });
