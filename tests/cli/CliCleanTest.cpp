@@ -10,6 +10,7 @@
 #include "CliTest.h"
 
 using namespace corvix_test;
+using ::testing::HasSubstr;
 
 namespace {
 
@@ -64,18 +65,17 @@ TEST_F(CleanCommandTest, AsksOnTheTerminalAndRefusesWithoutAYes) {
 
     EXPECT_EQ(2, binary({"clean", "--all"}));
     EXPECT_EQ("", _out);
-    EXPECT_NE(std::string::npos, _err.find("There is no terminal to ask on: nothing was deleted."));
+    EXPECT_THAT(_err, HasSubstr("There is no terminal to ask on: nothing was deleted."));
     std::string screen;
     EXPECT_EQ(2, runOnTerminal({"clean", "--logs", "--cache"}, "n\n", &screen));
-    EXPECT_NE(std::string::npos,
-              screen.find("Are you sure you want to reset your settings [y/N] "));
+    EXPECT_THAT(screen, HasSubstr("Are you sure you want to reset your settings [y/N] "));
     EXPECT_EQ(2, clean({"--logs"}, "", true));  // end of input is no "yes"
     EXPECT_TRUE(exists(product("CorvixPro", "RenderQueue/RQ.txt")) &&
                 exists(product("CorvixPro", "Cache/frame")) && exists(userFolder() + "corvix.log"));
 
     // The question shows whatever standard output is redirected to, and a yes is taken.
     EXPECT_EQ(0, runOnTerminal({"clean", "--logs", "--cache"}, "yes\n", &screen));
-    EXPECT_NE(std::string::npos, screen.find("[y/N] Log files: 1 deleted.\n"));
+    EXPECT_THAT(screen, HasSubstr("[y/N] Log files: 1 deleted.\n"));
     EXPECT_FALSE(exists(userFolder() + "corvix.log"));
 }
 
@@ -120,11 +120,10 @@ TEST_F(CleanCommandTest, DryRunListsExactlyWhatARealRunDeletes) {
             listed.insert(normalised(line.substr(2)));
         }
     }
-    EXPECT_NE(std::string::npos,
-              _out.find("Frame cache files:\n  " + product("CorvixPro2", "Cache/b/frame") + "\n"));
-    EXPECT_NE(std::string::npos, _out.find("\n13 path(s) would be deleted, 13 bytes of files. "
-                                           "Nothing was deleted: dry run.\n"))
-        << _out;
+    EXPECT_THAT(
+        _out, HasSubstr("Frame cache files:\n  " + product("CorvixPro2", "Cache/b/frame") + "\n"));
+    EXPECT_THAT(_out, HasSubstr("\n13 path(s) would be deleted, 13 bytes of files. "
+                                "Nothing was deleted: dry run.\n"));
 
     ASSERT_EQ(0, clean({"--all", "--yes"}));
     std::set<std::string> deleted;

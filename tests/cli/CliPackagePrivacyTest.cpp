@@ -10,7 +10,7 @@
 #include <sstream>
 #include <vector>
 
-#include "TestEnvironment.h"
+#include "CliTest.h"
 
 using corvix_test::readFile;
 using corvix_test::runCommand;
@@ -19,6 +19,8 @@ using corvix_test::zipEntries;
 using corvix_test::zipMember;
 
 namespace {
+
+std::string (*const quoted)(const std::string&) = corvix_test::shellQuoted;
 
 const std::string kV2 = "/Library/Application Support/Orvanta Software/CorvixPro2";
 
@@ -48,10 +50,6 @@ std::string fill(std::string text, const std::map<std::string, std::string>& val
         }
     }
     return text;
-}
-
-std::string quoted(const std::string& s) {
-    return "'" + s + "'";
 }
 
 class PackagePrivacyTest : public corvix_test::SandboxTest {

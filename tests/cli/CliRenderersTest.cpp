@@ -17,12 +17,9 @@ using namespace corvix_test;
 
 namespace {
 
-using renderer_test::kOverridesHeader;
+std::string (*const quoted)(const std::string&) = corvix_test::shellQuoted;
 
-// Single-quoted for the shell (no argument here holds a single quote).
-std::string quoted(const std::string& text) {
-    return "'" + text + "'";
-}
+using renderer_test::kOverridesHeader;
 
 class RenderersCommandTest : public CliTest {
   protected:

@@ -32,14 +32,6 @@ std::string caseVariant(int n) {
     return name;
 }
 
-size_t occurrences(const std::string& text, const std::string& what) {
-    size_t count = 0;
-    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
 class SweepCommandTest : public CliTest {
   protected:
     std::string sweepLog() const { return userFolder() + "CorvixSupport.log"; }

@@ -30,6 +30,15 @@ inline std::string shellQuoted(const std::string& s) {
     return out + "'";
 }
 
+// How many times what occurs in text, overlapping ones too.
+inline size_t occurrences(const std::string& text, const std::string& what) {
+    size_t count = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
 // Runs the binary with arguments on a new pseudo-terminal, columns wide, that is its standard
 // input, output and error; input is typed into it first. Returns the exit status (-1 when it did
 // not exit) and everything the terminal showed, byte for byte (no "\r" is added to line ends).

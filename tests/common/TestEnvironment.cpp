@@ -1,5 +1,6 @@
 #include "TestEnvironment.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -182,6 +183,18 @@ std::string zipMember(const std::string& archive, const std::string& name) {
     std::string bytes;
     runCommand("unzip -p '" + archive + "' '" + name + "'", &bytes);
     return bytes;
+}
+
+int procEntries(const char* folder) {
+    int count = 0;
+    DIR* dir = opendir(folder);
+    while (struct dirent* e = dir ? readdir(dir) : nullptr) {
+        count += e->d_name[0] != '.';
+    }
+    if (dir) {
+        closedir(dir);
+    }
+    return count;
 }
 
 ScopedMount::ScopedMount(const std::string& source, const std::string& target, bool readOnly)

@@ -4,6 +4,7 @@
 #ifndef CORVIX_TESTS_TESTENVIRONMENT_H
 #define CORVIX_TESTS_TESTENVIRONMENT_H
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -100,6 +101,8 @@ int runCommand(const std::string& command, std::string* output = nullptr);
 // that fails fails the test.
 std::set<std::string> zipEntries(const std::string& archive);
 std::string zipMember(const std::string& archive, const std::string& name);
+// How many entries a folder of /proc holds: this process's descriptors, or its threads.
+int procEntries(const char* folder);
 
 // A mount undone on destruction: a bind mount of source on target (read-only with readOnly), or,
 // with an empty source, a fresh tmpfs on target. Mounting needs root: mounted() is false

@@ -16,6 +16,7 @@
 #include "MaintenanceTest.h"
 
 using namespace corvix_test;
+using ::testing::HasSubstr;
 
 namespace {
 
@@ -129,9 +130,8 @@ TEST_F(CprSweepTest, FailedDeletionIsLoggedAndTheWalkGoesOn) {
     EXPECT_EQ(1, walk(p, false, log));
     fclose(log);
     std::string text = readFile(tmp("sweep.log"));
-    EXPECT_NE(std::string::npos,
-              text.find("ERROR - " + p + "/" + kTarget2 + " -> Directory not empty\n"));
-    EXPECT_NE(std::string::npos, text.find("REMOVED - " + p + "/" + kTarget1 + " \n"));
+    EXPECT_THAT(text, HasSubstr("ERROR - " + p + "/" + kTarget2 + " -> Directory not empty\n"));
+    EXPECT_THAT(text, HasSubstr("REMOVED - " + p + "/" + kTarget1 + " \n"));
     EXPECT_EQ(std::vector<std::string>{p + "/" + kTarget2 + " | Directory not empty"},
               _observer.failed);
 }
@@ -155,7 +155,7 @@ TEST_F(CprSweepTest, StoppingEndsTheWalkAfterTheCurrentEntryAtEveryLevel) {
     ASSERT_LE(2u, _observer.searched.size());
     EXPECT_EQ(p, _observer.searched[0]);
     std::string log = readFile(sweepLog());
-    EXPECT_NE(std::string::npos, log.find("REMOVED - " + _observer.removed[0] + " \n"));
+    EXPECT_THAT(log, HasSubstr("REMOVED - " + _observer.removed[0] + " \n"));
     EXPECT_EQ(log.find("REMOVED - "), log.rfind("REMOVED - "));
     std::string left;
     runCommand("find '" + p + "' -type f | wc -l", &left);
@@ -167,9 +167,8 @@ TEST_F(CprSweepTest, FileNamesCannotForgeLogLines) {
     std::string p = tmp("projects");
     writeFile(p + "/a\nREMOVED - /etc/passwd/" + kTarget2, "x");
     EXPECT_EQ(1, CprSweep::run(p.c_str(), true));
-    EXPECT_NE(std::string::npos,
-              readFile(sweepLog())
-                  .find("\nREMOVED - " + p + "/a\\nREMOVED - /etc/passwd/" + kTarget2 + " \n"));
+    EXPECT_THAT(readFile(sweepLog()),
+                HasSubstr("\nREMOVED - " + p + "/a\\nREMOVED - /etc/passwd/" + kTarget2 + " \n"));
 }
 
 // Targets whose path takes 1020 to 1030 bytes: those over 1023 are skipped, never cut to the
@@ -208,7 +207,7 @@ TEST_F(CprSweepTest, AMissingFolderIsNamedAndStillLogged) {
     EXPECT_EQ(0, CprSweep::run(tmp("missing").c_str(), true, nullptr, &result));
     EXPECT_EQ("No such file or directory", result.folderError);
     EXPECT_FALSE(result.complete());
-    EXPECT_NE(std::string::npos, readFile(sweepLog()).find("CRP Remove started at "));
+    EXPECT_THAT(readFile(sweepLog()), HasSubstr("CRP Remove started at "));
 }
 
 }  // namespace

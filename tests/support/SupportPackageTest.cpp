@@ -63,13 +63,6 @@ bool processGone(const std::string& pid) {
     return false;
 }
 
-// The threads of this process.
-int taskCount() {
-    std::string listing;
-    runCommand("ls /proc/" + std::to_string(getpid()) + "/task | wc -l", &listing);
-    return std::stoi(listing);
-}
-
 }  // namespace
 
 TEST_F(SupportPackageTest, CreatesTemporaryPackageWithCategoryFolders) {
@@ -281,11 +274,11 @@ TEST_F(SupportPackageTest, SavingReplacesAnArchiveOnlyWithAWholeOne) {
     }
     EXPECT_EQ(saved._error, archive + ": File too large");
     // Reading this process's memory from its start fails on every thread.
-    const int before = taskCount();
+    const int before = procEntries("/proc/self/task");
     ASSERT_EQ(symlink("/proc/self/mem", (_stage + "/user/mem").c_str()), 0);
     EXPECT_EQ(_package->savePackage(archive.c_str(), &saved), 0);
     EXPECT_EQ(saved._error, archive + ": cannot read " + _stage + "/user/mem: Input/output error");
-    EXPECT_EQ(taskCount(), before);
+    EXPECT_EQ(procEntries("/proc/self/task"), before);
     unlink((_stage + "/user/mem").c_str());
     PackageCancelFlag cancel;
     cancel.request();

@@ -5,22 +5,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 
-#include <string>
-#include <utility>
-
-#include "VeskDiagnostics.h"
-
-// Collects what the core sends to the diagnostics sink while the object lives.
-class DiagnosticCapture : public VeskDiagnosticSink {
-  public:
-    void write(const std::string& text) override { _text += text; }
-    // What arrived since the last call.
-    std::string take() { return std::exchange(_text, std::string()); }
-
-  private:
-    std::string _text;
-    VeskScopedDiagnosticSink _scoped{this};
-};
+#include "DiagnosticCapture.h"
 
 // While it lives, a write past bytes into any file fails with "File too large", as on a full disk.
 class FileSizeLimit {

@@ -2,7 +2,6 @@
 // with unzip and Python's zipfile, which share no code with the writer.
 #include "ZipBuilder.h"
 
-#include <dirent.h>
 #include <minizip/zip.h>
 #include <unistd.h>
 
@@ -23,19 +22,6 @@ namespace {
 
 // An archive without entries: only the end-of-central-directory record.
 const std::string kEmptyArchive = std::string("PK\x05\x06", 4) + std::string(18, '\0');
-
-// How many entries a folder of /proc holds: this process's descriptors, or its threads.
-int procEntries(const char* folder) {
-    int count = 0;
-    DIR* dir = opendir(folder);
-    while (struct dirent* e = dir ? readdir(dir) : nullptr) {
-        count += e->d_name[0] != '.';
-    }
-    if (dir) {
-        closedir(dir);
-    }
-    return count;
-}
 
 class ZipBuilderTest : public SandboxTest {
   protected:
@@ -81,6 +67,19 @@ class ZipBuilderTest : public SandboxTest {
                   "          i.date_time)\n");
         return tmp("check.py");
     }
+    // The staging folder's archive, written on one thread and on four: the same bytes.
+    std::string onOneAndFourThreads() {
+        std::string archives[2];
+        for (int threads : {1, 4}) {
+            ZipBuilder builder(_archive.c_str(), false, threads);
+            EXPECT_EQ(1, builder.addFolderToZip(_staging.c_str(), true, _staging.c_str()));
+            builder.closeFile();
+            EXPECT_TRUE(builder.ok()) << builder.error();
+            archives[threads / 4] = readFile(_archive);
+        }
+        EXPECT_TRUE(archives[0] == archives[1]);
+        return archives[0];
+    }
     // The entry names, sorted, one a line.
     std::string names() {
         std::string output;
@@ -121,22 +120,13 @@ TEST_F(ZipBuilderTest, StagingFolderBecomesMinizipsOwnArchiveWhateverTheThreads)
     writeFile(_staging + "/user/.hidden", "secret\n");  // hidden files go in, hidden folders not
     writeFile(_staging + "/user/.cache/inside.txt", "cached\n");
     writeFile(_staging + "/.git/config", "x\n");
-    std::string archives[2];
-    for (int threads : {1, 4}) {
-        ZipBuilder builder(_archive.c_str(), false, threads);
-        EXPECT_EQ(1, builder.addFolderToZip(_staging.c_str(), true, _staging.c_str()));
-        builder.closeFile();
-        EXPECT_TRUE(builder.ok()) << builder.error();
-        archives[threads / 4] = readFile(_archive);
-    }
-    EXPECT_TRUE(archives[0] == archives[1]);
+    const std::string bytes = onOneAndFourThreads();
     std::string order;
     ASSERT_EQ(0, runCommand("unzip -Z1 '" + _archive + "'", &order));
-    EXPECT_TRUE(minizipArchive(order) == archives[0]);
+    EXPECT_TRUE(minizipArchive(order) == bytes);
 
     // Files far below 4 GiB get plain headers: version 2.0 and no extra field (no ZIP64 block
     // that readers would warn about).
-    std::string bytes = archives[0];
     ASSERT_GE(bytes.size(), 30u);
     EXPECT_EQ(std::string("PK\x03\x04\x14", 5), bytes.substr(0, 5));
     EXPECT_EQ(std::string(2, '\0'), bytes.substr(28, 2));
@@ -173,15 +163,7 @@ TEST_F(ZipBuilderTest, ALargeFileIsSplitAcrossThreadsAndStaysWhole) {
                             " do dd if=r of=scene.aep bs=1M seek=$i conv=notrunc status=none; "
                             "dd if=t of=scene.aep bs=1M seek=$((i + 1)) conv=notrunc status=none;"
                             " done && truncate -s 40M scene.aep && rm r t"));
-    std::string archives[2];
-    for (int threads : {1, 4}) {
-        ZipBuilder builder(_archive.c_str(), false, threads);
-        builder.addFolderToZip(_staging.c_str(), true, _staging.c_str());
-        builder.closeFile();
-        EXPECT_TRUE(builder.ok()) << builder.error();
-        archives[threads / 4] = readFile(_archive);
-    }
-    EXPECT_TRUE(archives[0] == archives[1]);
+    const std::string bytes = onOneAndFourThreads();
     std::string output;
     EXPECT_EQ(0, runCommand("python3 '" + pythonCheck() + "' '" + _archive + "' 2>&1", &output));
     EXPECT_EQ(
@@ -193,7 +175,7 @@ TEST_F(ZipBuilderTest, ALargeFileIsSplitAcrossThreadsAndStaysWhole) {
     std::string order;
     ASSERT_EQ(0, runCommand("unzip -Z1 '" + _archive + "'", &order));
     double oneStream = static_cast<double>(minizipArchive(order).size());
-    EXPECT_LT(archives[0].size() / oneStream, 1.01);
+    EXPECT_LT(bytes.size() / oneStream, 1.01);
 
     // A file that loses its end after it was added, split or not, fails the archive on any
     // thread, and no compressing thread is left. Four threads hold at most 16 MiB in flight
