@@ -118,7 +118,11 @@ struct DeflatePool::File {
           _path(path),
           _split(size >= kSplitThreshold),
           _blocks((size + kBlockSize - 1) / kBlockSize) {}
-    ~File() { close(_fd); }
+    ~File() {
+        if (_fd >= 0) {
+            close(_fd);
+        }
+    }
 
     const int _fd;
     const uint64_t _size;
@@ -183,6 +187,24 @@ void DeflatePool::add(int fd, uint64_t size, const std::string& path) {
     }
     if (!_started) {
         startWorkers();
+    }
+    _changed.notify_all();
+}
+
+void DeflatePool::addFinished(DeflatePiece stream) {
+    std::unique_ptr<File> file(new File(-1, stream._size, std::string()));
+    file->_started = 1;
+    file->_ended = true;
+    file->_pieces.emplace_back();
+    Piece& piece = file->_pieces.back();
+    piece._bytes = std::move(stream._bytes);
+    piece._crc = stream._crc;
+    piece._length = stream._size;
+    piece._done = piece._last = true;
+    piece._text = stream._text;
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        _files.push_back(std::move(file));
     }
     _changed.notify_all();
 }

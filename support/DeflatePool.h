@@ -76,6 +76,10 @@ class DeflatePool {
     // Queues the regular file open at fd (the pool closes it) of size bytes; path names it in
     // messages. The first call starts the workers.
     void add(int fd, uint64_t size, const std::string& path);
+    // Queues a file compressed already (a whole stream as one last piece, as DeflateCache keeps
+    // it); next() hands it out in its turn. It is not counted against the bytes in flight: its
+    // memory is held already.
+    void addFinished(DeflatePiece stream);
     // True when kMaxFilesQueued files wait: take output with next() before adding more.
     bool full() const;
 

@@ -392,6 +392,11 @@ PackageJobResult PackageJob::run(const PackageRequest& request, PackageJobObserv
               redaction.redactFolder(package->getPathToApp(), &result._error))) {
             return result;
         }
+        // Nothing more is written into those two folders: they are compressed for the archive
+        // while the commands still run.
+        if (!commandsSkipped(request) && !PackageCancelFlag::isSet(cancel)) {
+            package->warmArchive();
+        }
         captures.finish();  // after a cancel at once: every command's group is ended
         for (size_t i = 0; i < count; ++i) {
             if (packageRowIsConsoleLog(rows[i]) && !commandsSkipped(request)) {

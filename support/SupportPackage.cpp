@@ -14,6 +14,7 @@
 #include <random>
 #include <string>
 
+#include "DeflateCache.h"
 #include "PackageCancelFlag.h"
 #include "SystemInfo.h"
 #include "VeskDiagnostics.h"
@@ -278,6 +279,7 @@ SupportPackage::SupportPackage(const char* contents, bool owned)
 }
 
 SupportPackage::~SupportPackage() {
+    _warmCache.reset();  // its threads end before anything else goes
     free(_contentsPath);
     free(_applicationPath);
     free(_systemPath);

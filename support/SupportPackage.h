@@ -35,6 +35,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -43,6 +44,7 @@
 #include "Vesk_Thread.h"
 
 class CommandCapture;
+class DeflateCache;
 class PackageCancelFlag;
 class Vesk_Mutex;
 
@@ -205,6 +207,12 @@ class SupportPackage : public Vesk_Runnable {
     const char* getPathToApp() const { return _applicationPath; }
     const char* getPathToUsr() const { return _userPath; }
 
+    // Starts compressing the application and user folders for the archive on threads of their
+    // own, while the job still waits for its system commands: call it once both folders are
+    // complete. savePackage takes the streams that are finished and compresses the rest itself;
+    // the archive's bytes are the same either way (see DeflateCache).
+    void warmArchive();
+
     // Stores the record (not owned) that savePackage describes the package with.
     void setPackageInfo(_sp_package_info_struct* info) { _packageInfo = info; }
 
@@ -287,7 +295,8 @@ class SupportPackage : public Vesk_Runnable {
     const PackageCancelFlag* _cancel = nullptr;
     ByteProgress _byteProgress;
     std::string _stagingError;
-    std::set<std::string> _stagedFiles;  // every file copied in, so that none is replaced
+    std::set<std::string> _stagedFiles;        // every file copied in, so that none is replaced
+    std::unique_ptr<DeflateCache> _warmCache;  // made by warmArchive, ended by the archive
 };
 
 #endif

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <thread>
 
+#include "DeflateCache.h"
 #include "FileDigest.h"
 #include "PackageCancelFlag.h"
 #include "SupportPackage.h"
@@ -73,6 +74,14 @@ int SupportPackage::savePackage(const char* archivePath, PackageArchive* archive
     return 1;
 }
 
+void SupportPackage::warmArchive() {
+    if (_warmCache || !_applicationPath || !_userPath) {
+        return;
+    }
+    _warmCache.reset(new DeflateCache(ZipBuilder::defaultThreadCount(), _cancel));
+    _warmCache->warm({_applicationPath, _userPath});
+}
+
 bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archive) {
     if (!archivePath[0]) {
         archive->_error = "No Filename provided.";
@@ -95,6 +104,11 @@ bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archi
     {
         ZipBuilder zip(file.stream());
         zip.setCancelFlag(_cancel);
+        if (_warmCache) {
+            // The files it is compressing now it finishes; the archive compresses the rest.
+            _warmCache->stop();
+            zip.setDeflateCache(_warmCache.get());
+        }
         if (_byteProgress) {
             const uint64_t total = stagedBytes(_contentsPath);
             // The count lives in the callback: the builder calls it after this block has ended.
@@ -112,6 +126,7 @@ bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archi
         entries = zip.entryCount();
         threads = zip.threadCount();
     }
+    _warmCache.reset();
     if (!file.releaseStream()) {
         archive->_error = file.error();
         return false;

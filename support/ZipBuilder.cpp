@@ -14,6 +14,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "DeflateCache.h"
 #include "DeflatePool.h"
 #include "PackageCancelFlag.h"
 #include "VeskFile.h"
@@ -363,7 +364,8 @@ int ZipBuilder::addFileToZip(const char* path, const char* base) {
     swapInUnixPathSeparators(&entryName[0]);
 
     struct stat st;
-    uint64_t size = fstat(fd, &st) == 0 ? static_cast<uint64_t>(st.st_size) : 0;
+    const bool examined = fstat(fd, &st) == 0;
+    uint64_t size = examined ? static_cast<uint64_t>(st.st_size) : 0;
     if (!_pool) {
         _pool.reset(new DeflatePool(_threads, _cancel));
     }
@@ -375,7 +377,13 @@ int ZipBuilder::addFileToZip(const char* path, const char* base) {
         return 1;
     }
     _pending.push_back({entryName, size >= kZip64Threshold ? 1 : 0, false});
-    _pool->add(fd, size, path);
+    DeflatePiece ready;
+    if (_cache && examined && _cache->take(st, &ready)) {
+        close(fd);
+        _pool->addFinished(std::move(ready));
+    } else {
+        _pool->add(fd, size, path);
+    }
     while (writeNext(false)) {
     }
     return 1;

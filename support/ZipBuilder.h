@@ -37,6 +37,7 @@
 
 struct tm_zip_s;  // minizip's date record (<minizip/zip.h>)
 struct ZipStreamState;
+class DeflateCache;
 class DeflatePool;
 class PackageCancelFlag;
 
@@ -80,6 +81,11 @@ class ZipBuilder {
     // error() says "interrupted". Set before the first file is added; flag must outlive the
     // builder; null: never.
     void setCancelFlag(const PackageCancelFlag* flag) { _cancel = flag; }
+
+    // Takes the streams cache has finished in place of compressing their files again (the
+    // archive's bytes are the same). Set before the first file is added; cache must outlive the
+    // builder; null: none.
+    void setDeflateCache(DeflateCache* cache) { _cache = cache; }
 
     // Called on the builder's thread each time a piece of an entry was written into the archive,
     // with how many bytes of the entry's file that piece held. Set before the first file is added.
@@ -133,6 +139,7 @@ class ZipBuilder {
     std::unique_ptr<DeflatePool> _pool;  // made by the first file added
     std::deque<Pending> _pending;
     const PackageCancelFlag* _cancel = nullptr;
+    DeflateCache* _cache = nullptr;
     std::function<void(uint64_t)> _progress;
     std::string _error;
     long _entryCount = 0;

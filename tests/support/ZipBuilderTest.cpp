@@ -10,6 +10,7 @@
 #include <sstream>
 #include <string>
 
+#include "DeflateCache.h"
 #include "DeflatePool.h"
 #include "PackageCancelFlag.h"
 #include "TestEnvironment.h"
@@ -192,6 +193,57 @@ TEST_F(ZipBuilderTest, ALargeFileIsSplitAcrossThreadsAndStaysWhole) {
             EXPECT_EQ(threadsBefore, procEntries("/proc/self/task"));
         }
     }
+}
+
+// Files compressed ahead (while the job's commands run) go in exactly as the archive would have
+// compressed them; a file changed afterwards, in place or replaced, is compressed again; a small
+// budget leaves the larger files to the archive.
+TEST_F(ZipBuilderTest, StreamsCompressedAheadGoInAsTheArchiveWouldWriteThem) {
+    std::string log;
+    while (log.size() < (3u << 20)) {
+        log += "frame " + std::to_string(log.size() % 9973) + " rendered\n";
+    }
+    writeFile(_staging + "/package.xml", "<SupportInfo/>\n");
+    writeFile(_staging + "/system/ps.txt", "pid 1\n");
+    writeFile(_staging + "/application/Corvix/Config.txt", "threads=4\n");
+    writeFile(_staging + "/application/corvix.log", log);
+    writeFile(_staging + "/application/empty.txt", "");
+    writeFile(_staging + "/application/zeros.bin", std::string(200000, '\0'));
+    writeFile(_staging + "/user/grown.txt", "short\n");
+    writeFile(_staging + "/user/replaced.txt", "old\n");
+    writeFile(_staging + "/user/.hidden", "left to the archive\n");
+    const struct {
+        uint64_t budget;
+        size_t finished;  // of the five visible files with data: the log and the zeros need room
+    } cases[] = {{DeflateCache::kBudget, 5}, {64 << 10, 3}};
+    for (const auto& c : cases) {
+        DeflateCache cache(2, nullptr, c.budget);
+        cache.warm({_staging + "/application", _staging + "/user"});
+        cache.finish();
+        EXPECT_EQ(c.finished, cache.finishedCount()) << c.budget;
+        writeFile(_staging + "/user/grown.txt",
+                  readFile(_staging + "/user/grown.txt") + "and longer\n");
+        writeFile(_staging + "/user/.replacement", "new\n");
+        ASSERT_EQ(0, rename((_staging + "/user/.replacement").c_str(),
+                            (_staging + "/user/replaced.txt").c_str()));
+        std::string archives[2];
+        for (DeflateCache* use : {&cache, static_cast<DeflateCache*>(nullptr)}) {
+            ZipBuilder builder(_archive.c_str(), false, 2);
+            builder.setDeflateCache(use);
+            builder.addFolderToZip(_staging.c_str(), true, _staging.c_str());
+            builder.closeFile();
+            ASSERT_TRUE(builder.ok()) << builder.error();
+            EXPECT_EQ(9, builder.entryCount());
+            archives[use ? 0 : 1] = readFile(_archive);
+        }
+        EXPECT_EQ(c.finished - 2, cache.takenCount()) << c.budget;
+        EXPECT_TRUE(archives[0] == archives[1]) << c.budget;
+    }
+    std::string output;
+    EXPECT_EQ(0, runCommand("unzip -p '" + _archive + "' user/grown.txt && unzip -p '" + _archive +
+                                "' user/replaced.txt",
+                            &output));
+    EXPECT_EQ("short\nand longer\nand longer\nnew\n", output);
 }
 
 // CORVIX_ZIP_THREADS lowers the number of threads from one per processor, never raises it;
