@@ -15,8 +15,7 @@
 
 namespace {
 
-// What a cached stream holds beyond its bytes (its record and the map's node), so that a folder
-// of empty files is not free.
+// What a cached stream holds beyond its bytes (its record and the map's node).
 const uint64_t kEntryOverhead = 256;
 
 bool sameTime(const struct timespec& a, const struct timespec& b) {
@@ -28,6 +27,10 @@ bool sameTime(const struct timespec& a, const struct timespec& b) {
 bool DeflateCache::Identity::operator==(const Identity& other) const {
     return _device == other._device && _inode == other._inode && _size == other._size &&
            sameTime(_modified, other._modified) && sameTime(_changed, other._changed);
+}
+
+uint64_t DeflateCache::charged(const DeflatePiece& stream) {
+    return stream._bytes.size() + kEntryOverhead;
 }
 
 DeflateCache::Identity DeflateCache::identityOf(const struct stat& st) {
@@ -74,6 +77,7 @@ bool DeflateCache::take(const struct stat& st, DeflatePiece* entry) {
         return false;
     }
     const bool same = found->second._identity == identityOf(st);
+    _held -= charged(found->second._stream);
     if (same) {
         *entry = std::move(found->second._stream);
         ++_taken;
@@ -98,6 +102,9 @@ void DeflateCache::collect(const std::string& folder, std::vector<std::string>* 
         return;
     }
     while (struct dirent* entry = readdir(dir)) {
+        if (_stop.requested() || _abort.requested()) {
+            break;
+        }
         std::string path = folder + "/" + entry->d_name;
         if (path.size() >= kVeskPathBufferSize) {
             continue;  // the archive cannot take it either; this also bounds the depth
@@ -119,6 +126,24 @@ void DeflateCache::collect(const std::string& folder, std::vector<std::string>* 
 }
 
 void DeflateCache::run(std::vector<std::string> folders) {
+    std::deque<Queued> queued;
+    try {
+        compress(folders, &queued);
+    } catch (const std::exception&) {
+        // Out of memory or threads: the archive compresses what is left, as it would anyway.
+    }
+    // Whatever is still on its way will not come: nobody may wait for it, nor count it.
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        _pending.clear();
+        for (const Queued& file : queued) {
+            _held -= file._charge;
+        }
+    }
+    _settled.notify_all();
+}
+
+void DeflateCache::compress(const std::vector<std::string>& folders, std::deque<Queued>* queued) {
     std::vector<std::string> files;
     for (const std::string& folder : folders) {
         collect(folder, &files);
@@ -128,28 +153,16 @@ void DeflateCache::run(std::vector<std::string> folders) {
     std::vector<std::pair<off_t, std::string>> bySize;
     for (std::string& path : files) {
         struct stat st;
-        if (lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
+        if (!_stop.requested() && lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
             bySize.emplace_back(st.st_size, std::move(path));
         }
     }
     std::stable_sort(bySize.begin(), bySize.end(),
                      [](const auto& a, const auto& b) { return a.first > b.first; });
-    files.clear();
-    for (auto& file : bySize) {
-        files.push_back(std::move(file.second));
-    }
-    // A file on its way: its identity when it was opened, what it is charged, its stream so far.
-    struct Queued {
-        std::string _path;
-        Identity _identity;
-        uint64_t _charge;
-        DeflatePiece _stream;
-        bool _textKnown;
-    };
-    std::deque<Queued> queued;
-    uint64_t held = 0;  // charged to files on their way and to finished streams
     size_t next = 0;
-    DeflatePool pool(_threads, &_abort);
+    // Two threads at most: the wait they use is short, and once the archive starts, their
+    // buffers are held beside its own threads' until the files under way are done.
+    DeflatePool pool(std::min(_threads, 2), &_abort);
     auto aborting = [this] {
         if (PackageCancelFlag::isSet(_cancel)) {
             _abort.request();
@@ -157,8 +170,8 @@ void DeflateCache::run(std::vector<std::string> folders) {
         return _abort.requested();
     };
     while (!aborting()) {
-        while (!_stop.requested() && next < files.size() && !pool.full()) {
-            const std::string& path = files[next++];
+        while (!_stop.requested() && next < bySize.size() && !pool.full()) {
+            const std::string& path = bySize[next++].second;
             int fd = vesk_openRegular(path.c_str(), O_RDONLY);
             struct stat st;
             if (fd < 0) {
@@ -166,24 +179,24 @@ void DeflateCache::run(std::vector<std::string> folders) {
             }
             const uint64_t size = fstat(fd, &st) == 0 ? static_cast<uint64_t>(st.st_size) : 0;
             const uint64_t charge = compressBound(static_cast<uLong>(size)) + kEntryOverhead;
-            if (size == 0 || size >= DeflatePool::kSplitThreshold || charge > _budget - held) {
+            if (size == 0 || size >= DeflatePool::kSplitThreshold || charge > _budget - _held) {
                 close(fd);  // an empty file costs nothing to compress; nor did a failed fstat
                 continue;
             }
-            held += charge;
-            queued.push_back({path, identityOf(st), charge, DeflatePiece(), false});
-            queued.back()._stream._bytes.reserve(compressBound(static_cast<uLong>(size)));
+            queued->push_back({path, identityOf(st), charge, DeflatePiece(), false});
+            queued->back()._stream._bytes.reserve(compressBound(static_cast<uLong>(size)));
             {
                 std::lock_guard<std::mutex> lock(_mutex);
+                _held += charge;
                 _pending.insert({st.st_dev, st.st_ino});
             }
             pool.add(fd, size, path);
         }
         DeflatePiece piece;
-        if (queued.empty() || pool.next(&piece, true) != DeflatePool::Next::Piece) {
+        if (queued->empty() || pool.next(&piece, true) != DeflatePool::Next::Piece) {
             break;  // everything done, out of budget, stopped, or a file that could not be read
         }
-        Queued& file = queued.front();
+        Queued& file = queued->front();
         DeflatePiece& stream = file._stream;
         stream._bytes.insert(stream._bytes.end(), piece._bytes.begin(), piece._bytes.end());
         // The archive opens an entry with its first bytes, when zlib has decided about text.
@@ -198,7 +211,6 @@ void DeflateCache::run(std::vector<std::string> folders) {
         stream._size = stream._input = piece._size;
         stream._crc = piece._crc;
         stream._bytes.shrink_to_fit();
-        held -= file._charge;
         // Kept only when the file is still the one that was read, whole.
         struct stat now;
         const bool same = lstat(file._path.c_str(), &now) == 0 &&
@@ -206,20 +218,15 @@ void DeflateCache::run(std::vector<std::string> folders) {
                           piece._size == static_cast<uint64_t>(now.st_size);
         {
             std::lock_guard<std::mutex> lock(_mutex);
+            _held -= file._charge;
             _pending.erase({file._identity._device, file._identity._inode});
             if (same) {
-                held += stream._bytes.size() + kEntryOverhead;
+                _held += charged(stream);
                 _entries[{now.st_dev, now.st_ino}] = {file._identity, std::move(stream)};
                 ++_finished;
             }
         }
         _settled.notify_all();
-        queued.pop_front();
+        queued->pop_front();
     }
-    // Whatever is still on its way will not come: nobody may wait for it.
-    {
-        std::lock_guard<std::mutex> lock(_mutex);
-        _pending.clear();
-    }
-    _settled.notify_all();
 }

@@ -18,8 +18,11 @@
 // more into the folders it warms.
 //
 // Memory: at most kBudget bytes (16 MiB) are held: each file is charged deflate's worst case of
-// its size before it is read, then what its stream really took. Compressing runs on a DeflatePool
-// of its own (its memory as documented there, within the same charge).
+// its size before it is read (its pieces in the pool and its stream so far stay within that), then
+// what its stream really took, until the archive takes it. The archive's pool counts what the
+// cache holds against its own limit of bytes in flight (DeflatePool::shareLimit), so the two
+// together stay within that limit. Compressing runs on a DeflatePool of at most two threads
+// (a block of input and one of output each, and zlib's state).
 //
 // Threads: warm() starts one thread of the cache's own, which walks the folders and drives the
 // pool; stop(), take() and the destructor are called by the owner's thread. stop() returns at
@@ -31,8 +34,10 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <set>
@@ -69,6 +74,10 @@ class DeflateCache {
     // compressed. False when there is no stream of that file as it is now.
     bool take(const struct stat& st, DeflatePiece* entry);
 
+    // The bytes the cache holds now: charged to files under way, then their finished streams
+    // until take() hands them out. The archive's pool counts them against its own limit.
+    const std::atomic<uint64_t>& heldBytes() const { return _held; }
+
     // How many streams were finished, and how many of those take() handed out (for tests and
     // benchmarks).
     size_t finishedCount() const;
@@ -87,8 +96,20 @@ class DeflateCache {
         DeflatePiece _stream;
     };
 
+    // A file on its way: its identity when it was opened, what it is charged, its stream so far.
+    struct Queued {
+        std::string _path;
+        Identity _identity;
+        uint64_t _charge;
+        DeflatePiece _stream;
+        bool _textKnown;
+    };
+
     static Identity identityOf(const struct stat& st);
+    static uint64_t charged(const DeflatePiece& stream);
+    // The cache's thread: compress(), then whatever is still queued is given up.
     void run(std::vector<std::string> folders);
+    void compress(const std::vector<std::string>& folders, std::deque<Queued>* queued);
     void collect(const std::string& folder, std::vector<std::string>* files) const;
 
     const int _threads;
@@ -102,6 +123,7 @@ class DeflateCache {
     std::condition_variable _settled;
     std::map<std::pair<dev_t, ino_t>, Entry> _entries;
     std::set<std::pair<dev_t, ino_t>> _pending;  // files being compressed
+    std::atomic<uint64_t> _held{0};              // written under the lock, read without it
     size_t _finished = 0;
     size_t _taken = 0;
 };

@@ -197,6 +197,7 @@ void DeflatePool::addFinished(DeflatePiece stream) {
     file->_ended = true;
     file->_pieces.emplace_back();
     Piece& piece = file->_pieces.back();
+    piece._charge = stream._bytes.size();
     piece._bytes = std::move(stream._bytes);
     piece._crc = stream._crc;
     piece._length = stream._size;
@@ -204,6 +205,7 @@ void DeflatePool::addFinished(DeflatePiece stream) {
     piece._text = stream._text;
     {
         std::lock_guard<std::mutex> lock(_mutex);
+        _inFlight += piece._charge;
         _files.push_back(std::move(file));
     }
     _changed.notify_all();
@@ -247,7 +249,8 @@ bool DeflatePool::takeTask(Task* task) {
             kPieceOverhead +
             (file->_size > start ? std::min<uint64_t>(kBlockSize, file->_size - start) : 0);
         bool awaited = file == _files.front() && file->_pieces.empty();
-        if (_inFlight + charge > _maxInFlight && !awaited) {
+        const uint64_t shared = _sharedHeld ? _sharedHeld->load(std::memory_order_relaxed) : 0;
+        if (_inFlight + shared + charge > _maxInFlight && !awaited) {
             return false;
         }
         task->_file = file.get();

@@ -31,6 +31,7 @@
 #ifndef CORVIX_SUPPORT_DEFLATEPOOL_H
 #define CORVIX_SUPPORT_DEFLATEPOOL_H
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -77,9 +78,12 @@ class DeflatePool {
     // messages. The first call starts the workers.
     void add(int fd, uint64_t size, const std::string& path);
     // Queues a file compressed already (a whole stream as one last piece, as DeflateCache keeps
-    // it); next() hands it out in its turn. It is not counted against the bytes in flight: its
-    // memory is held already.
+    // it); next() hands it out in its turn. Its bytes count as in flight until then.
     void addFinished(DeflatePiece stream);
+    // Counts the bytes held (an atomic that another object keeps, e.g. DeflateCache's) against
+    // this pool's limit of bytes in flight, so that both together stay within it. Set before the
+    // first file is added; held must outlive the pool.
+    void shareLimit(const std::atomic<uint64_t>* held) { _sharedHeld = held; }
     // True when kMaxFilesQueued files wait: take output with next() before adding more.
     bool full() const;
 
@@ -122,6 +126,7 @@ class DeflatePool {
     std::condition_variable _changed;
     std::deque<std::unique_ptr<File>> _files;  // oldest first
     uint64_t _inFlight = 0;                    // bytes of pieces started and not yet taken
+    const std::atomic<uint64_t>* _sharedHeld = nullptr;
     bool _stopping = false;
     std::string _error;
 };

@@ -274,7 +274,7 @@ class SupportPackage : public Vesk_Runnable {
     std::string stageFile(const char* source, const char* folder, const char* baseName,
                           bool numbered);
     // Writes the archive of the contents folder to archivePath (see savePackage).
-    bool writeArchive(const char* archivePath, PackageArchive* archive);
+    bool writeArchive(const char* archivePath, PackageArchive* archive, DeflateCache* warm);
 
     FILE* _commandStream;                // pclose-d at destruction if set; nothing sets it
     CommandCapture* _capture = nullptr;  // addOutputToSys's running command, for run()
@@ -296,7 +296,7 @@ class SupportPackage : public Vesk_Runnable {
     ByteProgress _byteProgress;
     std::string _stagingError;
     std::set<std::string> _stagedFiles;        // every file copied in, so that none is replaced
-    std::unique_ptr<DeflateCache> _warmCache;  // made by warmArchive, ended by the archive
+    std::unique_ptr<DeflateCache> _warmCache;  // made by warmArchive, ended by savePackage
 };
 
 #endif

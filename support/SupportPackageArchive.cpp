@@ -49,6 +49,9 @@ uint64_t stagedBytes(const char* folder) {
 }  // namespace
 
 int SupportPackage::savePackage(const char* archivePath, PackageArchive* archive) {
+    // Whatever happens, the files compressed ahead are given up (and its threads joined) on the
+    // way out.
+    std::unique_ptr<DeflateCache> warm(std::move(_warmCache));
     PackageArchive scratch;
     PackageArchive& result = archive ? *archive : scratch;
     result = PackageArchive();
@@ -67,7 +70,7 @@ int SupportPackage::savePackage(const char* archivePath, PackageArchive* archive
         result._error = "the manifest " + manifest + " could not be written";
         return 0;
     }
-    if (!writeArchive(archivePath, &result)) {
+    if (!writeArchive(archivePath, &result, warm.get())) {
         result._interrupted = PackageCancelFlag::isSet(_cancel);
         return 0;
     }
@@ -82,7 +85,8 @@ void SupportPackage::warmArchive() {
     _warmCache->warm({_applicationPath, _userPath});
 }
 
-bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archive) {
+bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archive,
+                                  DeflateCache* warm) {
     if (!archivePath[0]) {
         archive->_error = "No Filename provided.";
         return false;
@@ -104,10 +108,10 @@ bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archi
     {
         ZipBuilder zip(file.stream());
         zip.setCancelFlag(_cancel);
-        if (_warmCache) {
+        if (warm) {
             // The files it is compressing now it finishes; the archive compresses the rest.
-            _warmCache->stop();
-            zip.setDeflateCache(_warmCache.get());
+            warm->stop();
+            zip.setDeflateCache(warm);
         }
         if (_byteProgress) {
             const uint64_t total = stagedBytes(_contentsPath);
@@ -126,7 +130,6 @@ bool SupportPackage::writeArchive(const char* archivePath, PackageArchive* archi
         entries = zip.entryCount();
         threads = zip.threadCount();
     }
-    _warmCache.reset();
     if (!file.releaseStream()) {
         archive->_error = file.error();
         return false;

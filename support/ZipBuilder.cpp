@@ -368,6 +368,9 @@ int ZipBuilder::addFileToZip(const char* path, const char* base) {
     uint64_t size = examined ? static_cast<uint64_t>(st.st_size) : 0;
     if (!_pool) {
         _pool.reset(new DeflatePool(_threads, _cancel));
+        if (_cache) {
+            _pool->shareLimit(&_cache->heldBytes());
+        }
     }
     // Only so many files wait for their turn: the oldest are written first.
     while (ok() && _pool && _pool->full() && writeNext(true)) {

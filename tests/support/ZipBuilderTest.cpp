@@ -196,8 +196,9 @@ TEST_F(ZipBuilderTest, ALargeFileIsSplitAcrossThreadsAndStaysWhole) {
 }
 
 // Files compressed ahead (while the job's commands run) go in exactly as the archive would have
-// compressed them; a file changed afterwards, in place or replaced, is compressed again; a small
-// budget leaves the larger files to the archive.
+// compressed them, however far the cache got: done, stopped at once (the archive waits for the
+// files under way) or cancelled. A file changed afterwards, in place or replaced, is compressed
+// again; a small budget leaves the larger files to the archive; what was taken is no longer held.
 TEST_F(ZipBuilderTest, StreamsCompressedAheadGoInAsTheArchiveWouldWriteThem) {
     std::string log;
     while (log.size() < (3u << 20)) {
@@ -212,22 +213,35 @@ TEST_F(ZipBuilderTest, StreamsCompressedAheadGoInAsTheArchiveWouldWriteThem) {
     writeFile(_staging + "/user/grown.txt", "short\n");
     writeFile(_staging + "/user/replaced.txt", "old\n");
     writeFile(_staging + "/user/.hidden", "left to the archive\n");
+    enum Until { Done, Stopped, Cancelled };
     const struct {
         uint64_t budget;
-        size_t finished;  // of the five visible files with data: the log and the zeros need room
-    } cases[] = {{DeflateCache::kBudget, 5}, {64 << 10, 3}};
+        Until until;
+        size_t finished;  // when done: of the five files with data, the log and zeros need room
+    } cases[] = {{DeflateCache::kBudget, Done, 5},
+                 {64 << 10, Done, 3},
+                 {DeflateCache::kBudget, Stopped, 0},
+                 {DeflateCache::kBudget, Cancelled, 0}};
     for (const auto& c : cases) {
-        DeflateCache cache(2, nullptr, c.budget);
+        PackageCancelFlag cancel;
+        DeflateCache cache(2, &cancel, c.budget);
         cache.warm({_staging + "/application", _staging + "/user"});
-        cache.finish();
-        EXPECT_EQ(c.finished, cache.finishedCount()) << c.budget;
-        writeFile(_staging + "/user/grown.txt",
-                  readFile(_staging + "/user/grown.txt") + "and longer\n");
-        writeFile(_staging + "/user/.replacement", "new\n");
-        ASSERT_EQ(0, rename((_staging + "/user/.replacement").c_str(),
-                            (_staging + "/user/replaced.txt").c_str()));
+        if (c.until == Done) {
+            cache.finish();
+            EXPECT_EQ(c.finished, cache.finishedCount()) << c.budget;
+            writeFile(_staging + "/user/grown.txt",
+                      readFile(_staging + "/user/grown.txt") + "and longer\n");
+            writeFile(_staging + "/user/.replacement", "new\n");
+            ASSERT_EQ(0, rename((_staging + "/user/.replacement").c_str(),
+                                (_staging + "/user/replaced.txt").c_str()));
+        } else if (c.until == Cancelled) {
+            cancel.request();
+        }
         std::string archives[2];
         for (DeflateCache* use : {&cache, static_cast<DeflateCache*>(nullptr)}) {
+            if (use) {
+                use->stop();
+            }
             ZipBuilder builder(_archive.c_str(), false, 2);
             builder.setDeflateCache(use);
             builder.addFolderToZip(_staging.c_str(), true, _staging.c_str());
@@ -236,8 +250,13 @@ TEST_F(ZipBuilderTest, StreamsCompressedAheadGoInAsTheArchiveWouldWriteThem) {
             EXPECT_EQ(9, builder.entryCount());
             archives[use ? 0 : 1] = readFile(_archive);
         }
-        EXPECT_EQ(c.finished - 2, cache.takenCount()) << c.budget;
-        EXPECT_TRUE(archives[0] == archives[1]) << c.budget;
+        if (c.until == Done) {
+            EXPECT_EQ(c.finished - 2, cache.takenCount()) << c.budget;
+        }
+        cache.finish();
+        // Only the old stream of the file replaced by another may stay, until the cache ends.
+        EXPECT_LE(cache.heldBytes().load(), c.until == Done ? 1024u : 0u) << c.until;
+        EXPECT_TRUE(archives[0] == archives[1]) << c.budget << " " << c.until;
     }
     std::string output;
     EXPECT_EQ(0, runCommand("unzip -p '" + _archive + "' user/grown.txt && unzip -p '" + _archive +
