@@ -17,6 +17,12 @@ void fuzz_writeSeeds(const std::string& folder) {
               "<completion to=\"wait\"><stringmatch>^Done</stringmatch></completion></state>"
               "<monitor><transition to=\"stop\"><stringmatch>^KILL</stringmatch></transition>"
               "</monitor></renderer>\nFrame 7 failed\nDone\nKILL\nStart\n");
+    // Found by a 30-minute run: a repetition of repetitions, which compiled to gigabytes.
+    fuzz_seed(folder, "repetitions",
+              "<renderer name=\"Prism\"><executable>/bin/sh</executable><state name=\"wait\">"
+              "<transition to=\"stop\"><stringmatch>^KI" +
+                  std::string(130, '+') +
+                  "LL{</stringmatch></transition></state></renderer>\nKILL\n");
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "AppBundle.h"
+#include "RegexBudget.h"
 #include "VeskDiagnostics.h"
 #include "VeskPath.h"
 #include "VeskPlatform.h"
@@ -117,7 +118,8 @@ bool AppFinder::findApplicationForExtension(const char* extension, const char* s
         return false;
     }
     regex_t expression;
-    if (regcomp(&expression, signature, REG_EXTENDED) != 0) {
+    // The signature comes from a control file: measured before it is compiled (see RegexBudget).
+    if (!regexFitsBudget(signature) || regcomp(&expression, signature, REG_EXTENDED) != 0) {
         vesk_diagnostic("\nOV::AppFinder: could not compile exe signature expression.");
         return false;
     }

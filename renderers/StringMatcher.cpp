@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "RegexBudget.h"
 #include "RenderStrings.h"
 #include "VeskLog.h"
 
@@ -16,7 +17,14 @@ StringMatcher::StringMatcher(const char* expression, bool isExtraction)
       _action(nullptr) {
     memset(&_compiled, 0, sizeof _compiled);
     if (expression) {
-        _valid = regcomp(&_compiled, expression, REG_EXTENDED) == 0;
+        // Measured first: a hostile control file's expression could claim all memory when
+        // compiled. Too large an expression is invalid, as one that does not compile is.
+        if (!regexFitsBudget(expression)) {
+            vesk_log("StringMatcher: expression too large to compile, it matches nothing: %.80s",
+                     expression);
+        } else {
+            _valid = regcomp(&_compiled, expression, REG_EXTENDED) == 0;
+        }
         _expression = strdup(expression);
     }
 }

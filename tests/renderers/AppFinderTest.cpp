@@ -16,13 +16,16 @@ namespace {
 
 using AppFinderTest = RendererTest;
 
+// Also one that would compile to gigabytes (a repetition of repetitions): it is never compiled.
 TEST_F(AppFinderTest, ASignatureThatDoesNotCompileIsReported) {
-    RenderExecutable executable("Render(");
-    executable.setDiscoverKey("cvxscene");
-    executable.discoverApplication();
-    EXPECT_EQ("\nOV::AppFinder: could not compile exe signature expression.", diagnostics());
-    EXPECT_STREQ("", executable.getLaunchPath());
-    EXPECT_FALSE(executable.exists());
+    for (const std::string& signature : {std::string("Render("), "R" + std::string(130, '+')}) {
+        RenderExecutable executable(signature.c_str());
+        executable.setDiscoverKey("cvxscene");
+        executable.discoverApplication();
+        EXPECT_EQ("\nOV::AppFinder: could not compile exe signature expression.", diagnostics());
+        EXPECT_STREQ("", executable.getLaunchPath());
+        EXPECT_FALSE(executable.exists());
+    }
 }
 
 // Names beginning with one or two full stops are skipped, with everything below them; three

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "RegexBudget.h"
 #include "RenderController.h"
 #include "RendererFixtures.h"
 #include "StringMatcher.h"
@@ -145,6 +146,48 @@ TEST_F(RenderControllerTest, BrokenFilesAndExpressionsAreLoggedNotFatal) {
     badExpression.processInput("([");
     badExpression.processInput("ok");
     EXPECT_EQ(badExpression._events, (std::vector<std::string>{"error|(none)|(none)"}));
+}
+
+// A repetition of a repetition doubles what the library compiles: a control file's "^K+++...+"
+// made one expression claim gigabytes. Such expressions are measured and refused before they are
+// compiled (they then match nothing); ordinary ones, long ones included, still compile.
+TEST_F(RenderControllerTest, ExpressionsThatWouldCompileHugeAreRefused) {
+    const struct {
+        std::string expression;
+        bool fits;
+    } cases[] = {
+        {"^Frame ([0-9]+) ", true},
+        {"[[:digit:]]{1,5}\\.[]a-z]+(exr|tif)?$|^Done{,3}", true},
+        {std::string(4000, 'x'), true},
+        {"(a{40}){40}", true},
+        {"^KI" + std::string(130, '+') + "LL{", false},
+        {"(a{100}){100}", false},
+        {"a{1000000000}", false},
+        {std::string(6000, 'x'), false},
+        {std::string(300, '(') + "a" + std::string(300, ')'), false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.fits, regexFitsBudget(c.expression.c_str())) << c.expression.substr(0, 40);
+    }
+    // ((a+)+)+ ...: 3,069 nodes at nine levels, 24,573 at twelve.
+    for (int levels : {9, 12}) {
+        std::string expression = std::string(levels, '(') + "a+";
+        for (int i = 0; i < levels; ++i) {
+            expression += ")+";
+        }
+        EXPECT_EQ(levels == 9, regexFitsBudget(expression.c_str())) << levels;
+    }
+
+    RecordingController hostile(
+        controlFile("<state name=\"s\"><error><stringmatch>^KI" + std::string(130, '+') +
+                        "LL{</stringmatch><stringmatch>^KILL</stringmatch></error></state>",
+                    "hostile.xml")
+            .c_str());
+    hostile.processInput("KIIILL{");
+    hostile.processInput("KILL");
+    EXPECT_EQ(hostile._events, (std::vector<std::string>{"error|(none)|(none)"}));
+    EXPECT_TRUE(
+        _log.has("StringMatcher: expression too large to compile, it matches nothing: ^KI+++"));
 }
 
 TEST_F(RenderControllerTest, MatcherExtractionAndContextOwnership) {
