@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <new>
 #include <system_error>
 
 #include "VeskFile.h"
@@ -183,12 +184,19 @@ void DeflateCache::compress(const std::vector<std::string>& folders, std::deque<
                 close(fd);  // an empty file costs nothing to compress; nor did a failed fstat
                 continue;
             }
+            // Queued and charged together, so that run() gives back exactly what was charged
+            // whichever step runs out of memory.
             queued->push_back({path, identityOf(st), charge, DeflatePiece(), false});
-            queued->back()._stream._bytes.reserve(compressBound(static_cast<uLong>(size)));
             {
                 std::lock_guard<std::mutex> lock(_mutex);
                 _held += charge;
                 _pending.insert({st.st_dev, st.st_ino});
+            }
+            try {
+                queued->back()._stream._bytes.reserve(compressBound(static_cast<uLong>(size)));
+            } catch (const std::bad_alloc&) {
+                close(fd);
+                throw;
             }
             pool.add(fd, size, path);
         }
