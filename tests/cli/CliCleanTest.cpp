@@ -67,14 +67,14 @@ TEST_F(CleanCommandTest, AsksOnTheTerminalAndRefusesWithoutAYes) {
     EXPECT_EQ("", _out);
     EXPECT_THAT(_err, HasSubstr("There is no terminal to ask on: nothing was deleted."));
     std::string screen;
-    EXPECT_EQ(2, runOnTerminal({"clean", "--logs", "--cache"}, "n\n", &screen, 80, "[y/N] "));
+    EXPECT_EQ(2, runOnTerminal({"clean", "--logs", "--cache"}, "n\n", &screen));
     EXPECT_THAT(screen, HasSubstr("Are you sure you want to reset your settings [y/N] "));
     EXPECT_EQ(2, clean({"--logs"}, "", true));  // end of input is no "yes"
     EXPECT_TRUE(exists(product("CorvixPro", "RenderQueue/RQ.txt")) &&
                 exists(product("CorvixPro", "Cache/frame")) && exists(userFolder() + "corvix.log"));
 
     // The question shows whatever standard output is redirected to, and a yes is taken.
-    EXPECT_EQ(0, runOnTerminal({"clean", "--logs", "--cache"}, "yes\n", &screen, 80, "[y/N] "));
+    EXPECT_EQ(0, runOnTerminal({"clean", "--logs", "--cache"}, "yes\n", &screen));
     EXPECT_THAT(screen, HasSubstr("[y/N] Log files: 1 deleted.\n"));
     EXPECT_FALSE(exists(userFolder() + "corvix.log"));
 }

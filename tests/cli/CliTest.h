@@ -40,13 +40,20 @@ inline size_t occurrences(const std::string& text, const std::string& what) {
 }
 
 // Runs the binary with arguments on a new pseudo-terminal, columns wide, that is its standard
-// input, output and error; input is typed into it once the terminal shows prompt, as a person
-// answers a question (at once when prompt is empty). Returns the exit status (-1 when it did not
-// exit) and everything the terminal showed, byte for byte (no "\r" is added to line ends).
+// input, output and error; input is typed into it first. Returns the exit status (-1 when it did
+// not exit) and everything the terminal showed, byte for byte (no "\r" is added to line ends).
 inline int runOnTerminal(const std::vector<std::string>& arguments, const std::string& input,
-                         std::string* screen, unsigned short columns = 80,
-                         const std::string& prompt = "") {
-    struct termios modes;
+                         std::string* screen, unsigned short columns = 80) {
+    // A terminal's usual control characters. Left unset, whatever bytes the stack held would
+    // decide which typed letters raise a signal, suspend the program or end its input.
+    struct termios modes = {};
+    modes.c_cc[VINTR] = 003;
+    modes.c_cc[VQUIT] = 034;
+    modes.c_cc[VERASE] = 0177;
+    modes.c_cc[VKILL] = 025;
+    modes.c_cc[VEOF] = 004;
+    modes.c_cc[VSUSP] = 032;
+    cfsetspeed(&modes, B38400);
     cfmakeraw(&modes);
     modes.c_lflag |= ICANON | ISIG;  // lines are read whole, and Ctrl-C is a signal
     struct winsize size = {24, columns, 0, 0};
@@ -64,30 +71,20 @@ inline int runOnTerminal(const std::vector<std::string>& arguments, const std::s
     if (child < 0) {
         return -1;
     }
-    // An answer typed before the program had started was once lost on a loaded machine (the
-    // program sat reading its input for a minute); waiting for the question is what a person does.
-    std::string typing = input;
-    auto typeWhenAsked = [&] {
-        if (!typing.empty() && screen->find(prompt) != std::string::npos) {
-            if (write(terminal, typing.data(), typing.size()) < 0) {
-                ADD_FAILURE() << "cannot type into the terminal";
-            }
-            typing.clear();
-        }
-    };
+    if (!input.empty() && write(terminal, input.data(), input.size()) < 0) {
+        ADD_FAILURE() << "cannot type into the terminal";
+    }
     screen->clear();
-    typeWhenAsked();
     char buffer[4096];
     // The end of the output shows as EIO once the child has closed the terminal. A child that
     // shows nothing for a minute is stuck: it is ended, and the test fails with what it showed.
     for (struct pollfd ready = {terminal, POLLIN, 0};;) {
         if (poll(&ready, 1, 60000) <= 0) {
-            // Where it waits tells a lost answer (a read of standard input) from a hang.
+            // Where it waits tells an answer never read from a hang elsewhere.
             std::string where = readFile("/proc/" + std::to_string(child) + "/syscall");
             where.erase(where.find_last_not_of('\n') + 1);
             ADD_FAILURE() << "the terminal showed nothing for a minute (the program is in system "
-                          << "call " << where << ", input left to type: \"" << typing
-                          << "\") after: " << *screen;
+                          << "call " << where << ") after: " << *screen;
             kill(child, SIGKILL);
             break;
         }
@@ -96,7 +93,6 @@ inline int runOnTerminal(const std::vector<std::string>& arguments, const std::s
             break;
         }
         screen->append(buffer, static_cast<size_t>(n));
-        typeWhenAsked();
     }
     close(terminal);
     int status = 0;
